@@ -1,0 +1,55 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#include "mpeg2/vlc.h"
+
+namespace qivm {
+
+/// One decoded run/level code of Table B-15, sign included.
+struct AcEntry {
+  std::uint8_t length = 0;   // bits consumed in all
+  std::uint8_t advance = 0;  // run + 1
+  std::int16_t level = 0;
+};
+
+/// A code that is in no table ends the block like end of block does, and consumes as many bits.
+constexpr AcEntry kEndsBlock = {mpeg2::kEndOfBlock.length, 64, 0};
+
+/// Look-up of the codes that begin with `kSkippedBits` zero bits, indexed by the `kIndexBits` bits
+/// behind these.
+template <unsigned kSkippedBits, unsigned kIndexBits, unsigned kMinZeros, unsigned kMaxZeros>
+constexpr auto MakeAcTable() {
+  std::array<AcEntry, 1U << kIndexBits> table = {};
+  table.fill(kEndsBlock);
+  for (const mpeg2::RunLevelCode& entry : mpeg2::kRunLevelCodes) {
+    const unsigned length = entry.code.length;
+    const auto zeros = length - static_cast<unsigned>(std::bit_width(entry.code.bits));
+    if (zeros < kMinZeros || zeros > kMaxZeros) {
+      continue;
+    }
+    const unsigned spare = kSkippedBits + kIndexBits - length;
+    const auto first = static_cast<std::size_t>(entry.code.bits) << spare;
+    const std::size_t count = std::size_t{1} << spare;
+    for (std::size_t i = 0; i < count; ++i) {
+      // The sign is the first bit behind the code.
+      const bool negative = i >= count / 2;
+      table[first + i] = {
+          static_cast<std::uint8_t>(length + 1), static_cast<std::uint8_t>(entry.run + 1),
+          static_cast<std::int16_t>(negative ? -int{entry.level} : int{entry.level})};
+    }
+  }
+  return table;
+}
+
+/// Codes with at most 4 leading zeros, by their first 9 bits.
+constexpr auto kAcTableA = MakeAcTable<0, 9, 0, 4>();
+/// Codes with 6 to 9 leading zeros, by the 9 bits behind the first 6.
+constexpr auto kAcTableB = MakeAcTable<6, 9, 6, 9>();
+/// Codes with 10 or more leading zeros, by the 7 bits behind the first 10.
+constexpr auto kAcTableC = MakeAcTable<10, 7, 10, 16>();
+
+}  // namespace qivm

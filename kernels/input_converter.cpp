@@ -1,0 +1,24 @@
+#include "kernels/input_converter.h"
+
+namespace qivm {
+
+bool InputConverter::Init(const BitmapInfoHeader& clientFormat) {
+  const std::optional<ClientFormat> format = ClientFormatOf(clientFormat);
+  if (!format || !Accepts(*format) || !bitmap_.SetFormat(clientFormat)) {
+    return false;
+  }
+  fieldDct_ = kernels_[static_cast<std::size_t>(*format)];
+  return fieldDct_ != nullptr;
+}
+
+void InputConverter::SetBuffer(const void* pixels) {
+  // The bitmap class serves both directions; this one only ever reads through it.
+  bitmap_.SetBuffer(const_cast<void*>(pixels));
+}
+
+void InputConverter::ConvertMacroblock(MacroblockRecord& record) const {
+  fieldDct_(record.coefficients.data(), bitmap_.MacroblockAddress(record.column, record.row),
+            bitmap_.RowStep());
+}
+
+}  // namespace qivm

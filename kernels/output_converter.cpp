@@ -1,0 +1,42 @@
+#include "kernels/output_converter.h"
+
+#include "mpeg2/start_codes.h"
+
+namespace qivm {
+
+bool OutputConverter::Init(const BitmapInfoHeader& clientFormat,
+                           const PictureParameters* sequence) {
+  bitmap_.Clear();
+  chosen_ = {};
+  const std::optional<ClientFormat> format = ClientFormatOf(clientFormat);
+  ClientBitmap bitmap;
+  if (!format || !Accepts(*format) || !bitmap.SetFormat(clientFormat)) {
+    return false;
+  }
+  if (sequence == nullptr) {
+    return true;
+  }
+  if (clientFormat.biWidth / ClientBitmap::kMacroblockSize != sequence->MbPerRow() ||
+      sequence->chromaFormat < mpeg2::kChroma420 || sequence->chromaFormat > mpeg2::kChroma444) {
+    return false;
+  }
+  if (sequence->chromaFormat == mpeg2::kChroma422) {
+    chosen_ = kernels_[static_cast<std::size_t>(*format)];
+  }
+  bitmap_ = bitmap;
+  return true;
+}
+
+void OutputConverter::ConvertMacroblock(const MacroblockRecord& record) const {
+  if (chosen_.frameDct == nullptr || !bitmap_.Contains(record.column, record.row)) {
+    return;
+  }
+  const PictureParameters& parameters = record.parameters;
+  const OutputKernel kernel = parameters.framePredFrameDct != 0 || parameters.frameDct != 0
+                                  ? chosen_.frameDct
+                                  : chosen_.fieldDct;
+  kernel(bitmap_.MacroblockAddress(record.column, record.row), record.coefficients.data(),
+         bitmap_.RowStep());
+}
+
+}  // namespace qivm

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// What the codec needs of the system it runs on. One header, two implementations: win32 for the
+/// driver, posix for the native build in which sanitizers, fuzzers and profilers run.
+namespace qivm::platform {
+
+/// Allocates `size` bytes aligned to `alignment` (a power of two) from the codec's heap. Returns
+/// null when there is no memory; never throws. Release with HeapRelease.
+void* HeapAllocate(std::size_t size, std::size_t alignment) noexcept;
+
+/// As HeapAllocate, with every byte zero.
+void* HeapAllocateZeroed(std::size_t size, std::size_t alignment) noexcept;
+
+/// Returns memory of HeapAllocate or HeapAllocateZeroed to the heap. Null is allowed.
+void HeapRelease(void* memory) noexcept;
+
+/// Sends a text to the debugger. Texts end in a newline of their own.
+void DebugText(const char* text) noexcept;
+
+/// Number of processors that the system reports, at least 1.
+unsigned ProcessorCount() noexcept;
+
+using GuardedFunction = void (*)(void* argument);
+
+/// Calls function(argument) and returns true; returns false when a processor fault (access
+/// violation and the like) ended the call. Frames between the fault and the guard are abandoned
+/// without running destructors, so nothing owned or locked may live in them. Guards nest and may
+/// be active on several threads at once.
+bool RunGuarded(GuardedFunction function, void* argument) noexcept;
+
+/// Calls a function object under RunGuarded.
+template <typename Function>
+bool RunGuarded(Function& function) noexcept {
+  return RunGuarded([](void* argument) { (*static_cast<Function*>(argument))(); }, &function);
+}
+
+/// Stores to address zero: the codec's way out of a frame that it must not go on with. Only under
+/// a guard.
+[[noreturn]] void RaiseFault() noexcept;
+
+/// An auto-reset event, not signalled at first.
+class Event {
+ public:
+  Event() = default;
+  ~Event() { Close(); }
+  Event(const Event&) = delete;
+  Event& operator=(const Event&) = delete;
+
+  /// Creates the event; false when the system refuses.
+  bool Create() noexcept;
+  void Close() noexcept;
+  void Set() noexcept;
+  /// Waits without time-out until the event is set and resets it.
+  void Wait() noexcept;
+
+ private:
+  void* handle_ = nullptr;
+};
+
+/// A thread that runs one function to its end. The object stays in place while the thread runs.
+class Thread {
+ public:
+  using Body = unsigned (*)(void* argument);
+
+  Thread() = default;
+  ~Thread() { Join(); }
+  Thread(const Thread&) = delete;
+  Thread& operator=(const Thread&) = delete;
+
+  /// Starts the thread with the system's default stack; false when the system refuses.
+  bool Start(Body body, void* argument) noexcept;
+  bool Running() const noexcept { return handle_ != nullptr; }
+  /// Gives the thread the priority that the calling thread has now.
+  void TakeCallersPriority() noexcept;
+  /// Waits for the thread to end and returns the body's result; 0 when none was started.
+  unsigned Join() noexcept;
+
+  /// For the system's thread entry alone: calls the body on the new thread.
+  unsigned Run() { return body_(argument_); }
+
+ private:
+  void* handle_ = nullptr;
+  Body body_ = nullptr;
+  void* argument_ = nullptr;
+};
+
+}  // namespace qivm::platform
