@@ -52,4 +52,20 @@ constexpr auto kAcTableB = MakeAcTable<6, 9, 6, 9>();
 /// Codes with 10 or more leading zeros, by the 7 bits behind the first 10.
 constexpr auto kAcTableC = MakeAcTable<10, 7, 10, 16>();
 
+/// The run/level code, escape or end of block that the top of a word begins with.
+inline AcEntry LookUpAc(std::uint32_t bits) {
+  if (bits >> 27 != 0) {
+    return kAcTableA[bits >> 23];
+  }
+  if (bits >> 26 == mpeg2::kEscape.bits) {
+    const auto advance = static_cast<std::uint8_t>(((bits >> 20) & 0x3F) + 1);
+    const auto level = static_cast<std::int16_t>(static_cast<std::int32_t>(bits << 12) >> 20);
+    return {mpeg2::kEscapeTotalBits, advance, level};
+  }
+  if (bits >> 22 != 0) {
+    return kAcTableB[(bits >> 17) & 0x1FF];
+  }
+  return kAcTableC[(bits >> 15) & 0x7F];
+}
+
 }  // namespace qivm

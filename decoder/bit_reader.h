@@ -46,6 +46,16 @@ class BitReader {
   std::size_t FrameSize() const { return frame_.size(); }
   unsigned BitCount() const { return bitCount_; }
 
+  /// The attached frame and the place of its next bit, for loops that keep the reader's state in
+  /// registers; SeekBit takes the place back.
+  std::span<const std::uint8_t> Frame() const { return frame_; }
+  std::size_t BitPosition() const { return next_ * 8 - bitCount_; }
+  void SeekBit(std::size_t position) {
+    Seek(position / 8);
+    Refill();
+    Skip(static_cast<unsigned>(position % 8));
+  }
+
  private:
   /// How far behind the frame's end loading goes on counting: the most that the buffer can hold.
   static constexpr std::size_t kOverrun = 8;

@@ -34,4 +34,27 @@ constexpr DcSizeTable MakeDcSizeTable(const std::array<mpeg2::Code, mpeg2::kDctD
 constexpr DcSizeTable kDcSizeLumaTable = MakeDcSizeTable(mpeg2::kDcSizeLuma);
 constexpr DcSizeTable kDcSizeChromaTable = MakeDcSizeTable(mpeg2::kDcSizeChroma);
 
+/// The table for a block of a macroblock, luminance first.
+constexpr const DcSizeTable& DcSizeTableOf(int block) {
+  return block < 4 ? kDcSizeLumaTable : kDcSizeChromaTable;
+}
+
+/// A dct_dc_size code together with the differential behind it.
+struct DcDifferential {
+  unsigned length = 0;  // bits of both, at most 21
+  int value = 0;
+};
+
+/// The DC differential that the top of a word begins with (7.2.1).
+inline DcDifferential LookUpDc(std::uint32_t bits, const DcSizeTable& sizes) {
+  const DcSizeEntry entry = sizes[bits >> (32 - kDcSizeIndexBits)];
+  if (entry.size == 0) {
+    return {entry.length, 0};
+  }
+  const int value = static_cast<int>((bits << entry.length) >> (32U - entry.size));
+  const int half = 1 << (entry.size - 1);
+  return {static_cast<unsigned>(entry.length) + entry.size,
+          value < half ? value - 2 * half + 1 : value};
+}
+
 }  // namespace qivm

@@ -1,26 +1,15 @@
 #include "decoder/decompressor_context.h"
 
 #include "decoder/picture_reconstruction.h"
+#include "decoder/scan_weights.h"
 #include "kernels/client_bitmap.h"
 #include "kernels/fast_copy.h"
 
 namespace qivm {
 
-namespace {
-
-/// The decoder's weights: the default intra matrix, but 1 for the DC coefficient, which the block
-/// decoder delivers already scaled.
-constexpr MacroblockRecord::Matrix kDecoderMatrix = [] {
-  MacroblockRecord::Matrix matrix = mpeg2::kDefaultIntraMatrix;
-  matrix[0] = 1;
-  return matrix;
-}();
-
-}  // namespace
-
-bool DecompressorContext::ThreadState::Create() {
+bool DecompressorContext::ThreadState::Create(CpuClass cpuClass) {
   record.reset(new MacroblockRecord);
-  decoder.reset(new PictureDecoder);
+  decoder.reset(new PictureDecoder(cpuClass));
   if (record == nullptr || decoder == nullptr) {
     return false;
   }
@@ -39,7 +28,8 @@ bool DecompressorContext::Begin(const BitmapInfoHeader& outputFormat, const Proc
   BitmapInfoHeader largest = outputFormat;
   largest.biBitCount = 32;
   ClientBitmap bitmap;
-  if (!bitmap.SetFormat(largest) || !frameBuffer_.Allocate(bitmap.Bytes()) || !main_.Create()) {
+  if (!bitmap.SetFormat(largest) || !frameBuffer_.Allocate(bitmap.Bytes()) ||
+      !main_.Create(processor.cpuClass)) {
     return false;
   }
   kernels_.reset(new DecoderTransformTable);
@@ -63,7 +53,8 @@ void DecompressorContext::StartWorker(const Processor& processor) {
     auto& context = *static_cast<DecompressorContext*>(self);
     context.DecodeThreadRows(context.lower_);
   };
-  if (processor.count <= 1 || !lower_.Create() || !worker_.Start(kDecodeLowerRows, this)) {
+  if (processor.count <= 1 || !lower_.Create(processor.cpuClass) ||
+      !worker_.Start(kDecodeLowerRows, this)) {
     lower_.Release();
   }
 }

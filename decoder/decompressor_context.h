@@ -60,7 +60,7 @@ class DecompressorContext : public HeapObject {
     std::unique_ptr<PictureDecoder> decoder;
     bool rowsCompleted = false;
 
-    bool Create();
+    bool Create(CpuClass cpuClass);
     void Release();
   };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "decoder/block_decoder.h"
+#include "decoder/fast_block_decoder.h"
 #include "platform/platform.h"
 
 namespace qivm {
@@ -39,22 +40,20 @@ int PictureDecoder::ParseSliceHeaderAt(const PictureDecoder& source) {
 
 void PictureDecoder::DecodeMacroblock(MacroblockRecord& record) {
   ParseMacroblockHeader(record);
+  if (parameters_.intraVlcFormat != 1) {
+    RejectTableZero();
+  }
   std::fill_n(record.coefficients.begin(),
               MacroblockRecord::kBlockSize * static_cast<std::size_t>(record.blockCount),
               std::int16_t{0});
+  record.dequantised = fast_;
+  if (fast_) {
+    DecodeBlocksFast(reader_, parameters_, record);
+    return;
+  }
   for (int index = 0; index < record.blockCount; ++index) {
-    const bool luma = index < 4;
     const auto block = record.Block(index);
-    // Y, then Cb and Cr in turn; sums in 16 bits.
-    std::int16_t& predictor =
-        parameters_.dcPredictor[luma ? 0U : 1U + static_cast<unsigned>(index) % 2];
-    const int differential =
-        DecodeDcDifferential(reader_, luma ? kDcSizeLumaTable : kDcSizeChromaTable);
-    predictor = static_cast<std::int16_t>(predictor + differential);
-    block[0] = static_cast<std::int16_t>(predictor * (1 << (3 - parameters_.intraDcPrecision)));
-    if (parameters_.intraVlcFormat != 1) {
-      RejectTableZero();
-    }
+    block[0] = parameters_.NextDc(index, DecodeDcDifferential(reader_, DcSizeTableOf(index)));
     DecodeAc(reader_, block);
   }
 }

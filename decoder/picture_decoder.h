@@ -5,6 +5,7 @@
 #include <span>
 
 #include "decoder/bit_reader.h"
+#include "kernels/cpu_class.h"
 #include "mpeg2/macroblock_record.h"
 #include "mpeg2/picture_parameters.h"
 #include "platform/heap_object.h"
@@ -16,6 +17,10 @@ namespace qivm {
 /// the frame: one whose headers end early is decoded with those of the frame before.
 class PictureDecoder : public HeapObject {
  public:
+  /// Every class but the plain one decodes blocks in the fast form, with the same coefficients.
+  explicit PictureDecoder(CpuClass cpuClass = CpuClass::plain)
+      : fast_(cpuClass != CpuClass::plain) {}
+
   /// Starts a frame. Its bytes must stay in place until the frame is decoded.
   void Attach(std::span<const std::uint8_t> frame) { reader_.Attach(frame); }
 
@@ -56,6 +61,7 @@ class PictureDecoder : public HeapObject {
   void DecodeMacroblock(MacroblockRecord& record);
   [[noreturn]] static void RejectTableZero();
 
+  const bool fast_;
   PictureParameters parameters_;
   BitReader reader_;
   int mbColumn_ = 0;  // of the next macroblock within its row

@@ -21,7 +21,7 @@ constexpr std::array<std::uint8_t, kRuns> kMaxLevelOfRun = [] {
 }();
 
 /// Complete codes, sign bit included, by run and signed level (the centre of a row is level 0).
-/// Only levels up to kMaxLevelOfRun have one.
+/// Only levels up to kMaxLevelOfRun have one; the length of the others is 0.
 constexpr auto kAcCodes = [] {
   std::array<std::array<mpeg2::Code, 2 * kMaxCodedLevel + 1>, kRuns> rows = {};
   for (const mpeg2::RunLevelCode& entry : mpeg2::kRunLevelCodes) {
@@ -35,5 +35,15 @@ constexpr auto kAcCodes = [] {
   }
   return rows;
 }();
+
+/// The escape of a run and a level (Table B-16), kEscapeTotalBits long. A level beyond 12 bits
+/// keeps its low 12; no sample that the converters deliver leads to one.
+constexpr std::uint32_t EscapeBits(std::size_t run, int level) {
+  constexpr std::uint32_t kLevelMask = (1U << mpeg2::kEscapeLevelBits) - 1;
+  return static_cast<std::uint32_t>(mpeg2::kEscape.bits)
+             << (mpeg2::kEscapeRunBits + mpeg2::kEscapeLevelBits) |
+         static_cast<std::uint32_t>(run) << mpeg2::kEscapeLevelBits |
+         (static_cast<std::uint32_t>(level) & kLevelMask);
+}
 
 }  // namespace qivm

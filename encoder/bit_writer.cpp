@@ -54,6 +54,36 @@ void BitWriter::PutBytes(std::span<const std::uint8_t> bytes) {
 
 void BitWriter::WriteSequenceEnd() { PutStartCode(mpeg2::kSequenceEndCode); }
 
+bool BitWriter::HasRoomForSink(std::size_t bytes) const {
+  // Pending bits go out first; behind the last byte the sink may store one accumulator.
+  return output_.size() - position_ >= bytes + 2 * sizeof(accumulator_);
+}
+
+BitSink BitWriter::BeginSink() {
+  unsigned pending = 64 - free_;
+  std::uint8_t* position = output_.data() + position_;
+  for (; pending >= 8; pending -= 8) {
+    *position++ = static_cast<std::uint8_t>(accumulator_ >> 56);
+    accumulator_ <<= 8;
+  }
+  const auto top = static_cast<BitSink::Accumulator>(accumulator_ >> (64 - BitSink::kBits));
+  return {position, top, pending};
+}
+
+void BitWriter::EndSink(const BitSink& sink) {
+  // Back to whole words: the bytes of the last, unfinished one are pending again.
+  const auto bytes = static_cast<std::size_t>(sink.Position() - output_.data());
+  position_ = bytes - bytes % sizeof(std::uint32_t);
+  free_ = 64;
+  accumulator_ = 0;
+  for (std::size_t i = position_; i < bytes; ++i) {
+    Put(output_[i], 8);
+  }
+  if (const unsigned pending = sink.PendingBits(); pending != 0) {
+    Put(static_cast<std::uint32_t>(sink.PendingByte()) >> (8 - pending), pending);
+  }
+}
+
 void BitWriter::Join(BitWriter& other) {
   constexpr std::size_t kAlignment = 16;
   FlushAll();

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <span>
 
+#include "encoder/bit_sink.h"
+
 namespace qivm {
 
 /// Writes the fields of a compressed frame, most significant bit first, in big-endian 32-bit words.
@@ -36,6 +38,12 @@ class BitWriter {
   /// Appends a stream that another writer has made: pads both to whole words, this one with zero
   /// bytes to a multiple of 16 bytes, and copies.
   void Join(BitWriter& other);
+
+  /// Lends the writer's place and pending bits to a loop that has HasRoomForSink for the bytes it
+  /// writes. EndSink takes them back; nothing else is written in between.
+  bool HasRoomForSink(std::size_t bytes) const;
+  BitSink BeginSink();
+  void EndSink(const BitSink& sink);
 
   std::size_t BytesWritten() const { return position_; }
   bool Overflowed() const { return overflowed_; }

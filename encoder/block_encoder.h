@@ -4,6 +4,7 @@
 #include <span>
 
 #include "encoder/bit_writer.h"
+#include "kernels/kernel_set.h"
 #include "mpeg2/macroblock_record.h"
 #include "mpeg2/picture_parameters.h"
 #include "platform/heap_object.h"
@@ -15,6 +16,9 @@ namespace qivm {
 /// with one slice a macroblock row; docs/format.md describes it.
 class BlockEncoder : public HeapObject {
  public:
+  /// Every class but the plain one codes blocks in the fast form, with the same bits.
+  explicit BlockEncoder(CpuClass cpuClass = CpuClass::plain);
+
   /// The largest picture that the headers can describe without extensions of the slice start code.
   static constexpr int kMaxSize = 2048;
   /// What one macroblock and one slice header can take at most, in bytes: every coefficient an
@@ -30,16 +34,17 @@ class BlockEncoder : public HeapObject {
   void StartFrame(std::span<std::uint8_t> output, std::uint8_t quantiserScaleCode);
   /// Writes everything that comes before the first slice.
   void WriteHeaders();
-  /// Writes the record's macroblock at the record's column and row; column 0 begins a slice.
+  /// Writes the record's macroblock (levels in transmission order) at the record's column and row;
+  /// column 0 begins a slice.
   void WriteMacroblock(MacroblockRecord& record);
 
   /// The picture's settings; Init sets those of the codec's own streams.
   PictureParameters& Parameters() { return parameters_; }
   BitWriter& Writer() { return writer_; }
 
-  /// Codes one block of a component (0 is Y, 1 Cb, 2 Cr): the DC coefficient against the
+  /// Codes one block of a macroblock by its index, luminance first: the DC coefficient against its
   /// component's predictor (7.2.1), the levels by Table B-15, end of block.
-  void CodeBlock(std::span<const std::int16_t, 64> block, unsigned component);
+  void CodeBlock(std::span<const std::int16_t, 64> block, int index);
 
  private:
   void WriteSequenceHeader();
@@ -50,10 +55,12 @@ class BlockEncoder : public HeapObject {
   void WritePictureHeader();
   void WritePictureCodingExtension();
   void WriteSliceHeader(int row);
-  void CodeDc(int value, unsigned component);
+  template <typename Put>
+  void WriteMacroblockHeader(const MacroblockRecord& record, Put put) const;
   void CodeAc(std::span<const std::int16_t, 64> block);
   [[noreturn]] static void RejectTableZero();
 
+  MacroblockKernel levelMask_ = nullptr;  // what the fast form needs; null for the portable one
   PictureParameters parameters_;
   BitWriter writer_;
 };

@@ -6,9 +6,9 @@
 
 namespace qivm {
 
-bool CompressorContext::ThreadState::Create(const BitmapInfoHeader& format) {
+bool CompressorContext::ThreadState::Create(const BitmapInfoHeader& format, CpuClass cpuClass) {
   record.reset(new MacroblockRecord);
-  encoder.reset(new BlockEncoder);
+  encoder.reset(new BlockEncoder(cpuClass));
   return record != nullptr && encoder != nullptr && encoder->Init(format.biWidth, format.biHeight);
 }
 
@@ -27,7 +27,7 @@ void CompressorContext::ThreadState::SetRows(int first, int end) {
 bool CompressorContext::Begin(const BitmapInfoHeader& outputFormat,
                               const BitmapInfoHeader& inputFormat, const Processor& processor) {
   End();
-  if (!main_.Create(outputFormat)) {
+  if (!main_.Create(outputFormat, processor.cpuClass)) {
     return false;
   }
   kernels_.reset(new EncoderTransformTable);
@@ -63,7 +63,7 @@ void CompressorContext::StartWorker(const BitmapInfoHeader& outputFormat,
   const std::size_t rowBytes =
       columns * BlockEncoder::kMaxMacroblockBytes + BlockEncoder::kMaxSliceHeaderBytes;
   constexpr std::size_t kEndBytes = 8;
-  if (processor.count <= 1 || !lower_.Create(outputFormat) ||
+  if (processor.count <= 1 || !lower_.Create(outputFormat, processor.cpuClass) ||
       !workerOutput_.Allocate(rows / 2 * rowBytes + kEndBytes) ||
       !worker_.Start(kEncodeLowerRows, this)) {
     lower_.Release();

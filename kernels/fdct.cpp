@@ -3,13 +3,12 @@
 #include <array>
 #include <cstddef>
 
+#include "kernels/simd/intrinsics.h"
 #include "kernels/wrapping_int.h"
 
-namespace qivm::kernels::plain {
+namespace qivm::kernels {
 
 namespace {
-
-using Values = std::array<WrappingInt, 8>;
 
 /// The shifts of one pass: the final rounding shift of the results, and the two that keep the
 /// rotation of the third and fifth result inside 32 bits.
@@ -20,6 +19,14 @@ struct Pass {
 };
 constexpr Pass kVertical = {9, 7, 7};
 constexpr Pass kHorizontal = {19, 12, 2};
+
+}  // namespace
+
+namespace plain {
+
+namespace {
+
+using Values = std::array<WrappingInt, 8>;
 
 constexpr WrappingInt RoundingShift(WrappingInt value, int shift) {
   return (value + (1 << (shift - 1))) >> shift;
@@ -65,28 +72,36 @@ Values Transform(const Values& x) {
 
 }  // namespace
 
-void Fdct(MacroblockRecord& record) {
-  for (int index = 0; index < record.blockCount; ++index) {
-    const auto block = record.Block(index);
-    std::array<Values, 8> columns;  // by horizontal position, then by vertical frequency
-    for (std::size_t column = 0; column < 8; ++column) {
-      Values samples;
-      for (std::size_t row = 0; row < 8; ++row) {
-        samples[row] = block[8 * row + column];
-      }
-      columns[column] = Transform<kVertical>(samples);
-    }
+void FdctBlock(std::span<std::int16_t, 64> block) {
+  std::array<Values, 8> columns;  // by horizontal position, then by vertical frequency
+  for (std::size_t column = 0; column < 8; ++column) {
+    Values samples;
     for (std::size_t row = 0; row < 8; ++row) {
-      Values values;
-      for (std::size_t column = 0; column < 8; ++column) {
-        values[column] = columns[column][row];
-      }
-      const Values coefficients = Transform<kHorizontal>(values);
-      for (std::size_t column = 0; column < 8; ++column) {
-        block[8 * row + column] = static_cast<std::int16_t>(coefficients[column].Value());
-      }
+      samples[row] = block[8 * row + column];
+    }
+    columns[column] = Transform<kVertical>(samples);
+  }
+  for (std::size_t row = 0; row < 8; ++row) {
+    Values values;
+    for (std::size_t column = 0; column < 8; ++column) {
+      values[column] = columns[column][row];
+    }
+    const Values coefficients = Transform<kHorizontal>(values);
+    for (std::size_t column = 0; column < 8; ++column) {
+      block[8 * row + column] = static_cast<std::int16_t>(coefficients[column].Value());
     }
   }
 }
 
-}  // namespace qivm::kernels::plain
+void Fdct(MacroblockRecord& record) {
+  for (int index = 0; index < record.blockCount; ++index) {
+    FdctBlock(record.Block(index));
+  }
+}
+
+}  // namespace plain
+
+}  // namespace qivm::kernels
+
+#define QIVM_SIMD_SOURCE "kernels/fdct_simd.inc"
+#include "kernels/simd/for_each_target.inc"

@@ -3,22 +3,29 @@
 #include <array>
 #include <cstddef>
 
+#include "kernels/simd/intrinsics.h"
 #include "kernels/wrapping_int.h"
 
-namespace qivm::kernels::plain {
+namespace qivm::kernels {
 
 namespace {
 
 // 16384 * sqrt(2) * cos(k * pi / 16) and * sin(k * pi / 16), truncated.
-constexpr WrappingInt kCos1 = 22725;
-constexpr WrappingInt kSin1 = 4520;
-constexpr WrappingInt kCos2 = 21406;
-constexpr WrappingInt kSin2 = 8866;
-constexpr WrappingInt kCos3 = 19265;
-constexpr WrappingInt kSin3 = 12872;
+constexpr std::int16_t kCos1 = 22725;
+constexpr std::int16_t kSin1 = 4520;
+constexpr std::int16_t kCos2 = 21406;
+constexpr std::int16_t kSin2 = 8866;
+constexpr std::int16_t kCos3 = 19265;
+constexpr std::int16_t kSin3 = 12872;
 // 8192 * sqrt(2), truncated.
-constexpr WrappingInt kSqrt2 = 11585;
-constexpr WrappingInt kOne = 16384;
+constexpr std::int16_t kSqrt2 = 11585;
+constexpr std::int16_t kOne = 16384;
+
+}  // namespace
+
+namespace plain {
+
+namespace {
 
 /// One-dimensional transform of eight values that lie `Stride` apart, lowest frequency first. The
 /// results carry 14 fraction bits, or 17 with the second pass's gain; `Shift` rounds them off.
@@ -59,16 +66,24 @@ void Transform(std::int16_t* values) {
 
 }  // namespace
 
-void Idct(MacroblockRecord& record) {
-  for (int index = 0; index < record.blockCount; ++index) {
-    std::int16_t* const block = record.Block(index).data();
-    for (std::size_t row = 0; row < 8; ++row) {
-      Transform<1, 14>(block + 8 * row);
-    }
-    for (std::size_t column = 0; column < 8; ++column) {
-      Transform<8, 17>(block + column);
-    }
+void IdctBlock(std::span<std::int16_t, 64> block) {
+  for (std::size_t row = 0; row < 8; ++row) {
+    Transform<1, 14>(block.data() + 8 * row);
+  }
+  for (std::size_t column = 0; column < 8; ++column) {
+    Transform<8, 17>(block.data() + column);
   }
 }
 
-}  // namespace qivm::kernels::plain
+void Idct(MacroblockRecord& record) {
+  for (int index = 0; index < record.blockCount; ++index) {
+    IdctBlock(record.Block(index));
+  }
+}
+
+}  // namespace plain
+
+}  // namespace qivm::kernels
+
+#define QIVM_SIMD_SOURCE "kernels/idct_simd.inc"
+#include "kernels/simd/for_each_target.inc"

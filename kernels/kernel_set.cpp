@@ -2,6 +2,7 @@
 
 #include "kernels/fdct.h"
 #include "kernels/idct.h"
+#include "kernels/level_mask.h"
 #include "kernels/packed_yuv_input.h"
 #include "kernels/packed_yuv_output.h"
 #include "kernels/quantise.h"
@@ -34,6 +35,7 @@ KernelSet PlainKernels() {
   set.scanAlternate = &plain::ScanAlternate;
   set.quantise = &plain::Quantise;
   set.fdct = &plain::Fdct;
+  set.levelMask = &plain::LevelMask;
 
   set.output[Index(ClientFormat::rgb24)] = {&plain::Rgb24Output<Arrangement::frame>,
                                             &plain::Rgb24Output<Arrangement::field>};

@@ -34,6 +34,7 @@ struct KernelSet {
   MacroblockKernel scanAlternate = nullptr;
   MacroblockKernel quantise = nullptr;
   MacroblockKernel fdct = nullptr;
+  MacroblockKernel levelMask = nullptr;
 
   /// By ClientFormat. y16a is never an output; its pair stays null.
   std::array<OutputKernelPair, kClientFormats> output = {};

@@ -13,12 +13,14 @@ bool DecoderTransformTable::Setup(CpuClass cpuClass) {
 }
 
 void DecoderTransformTable::Run(MacroblockRecord& record) const {
-  if (record.parameters.alternateScan == 0) {
-    unscanZigzag_(record);
-  } else {
-    unscanAlternate_(record);
+  if (!record.dequantised) {
+    if (record.parameters.alternateScan == 0) {
+      unscanZigzag_(record);
+    } else {
+      unscanAlternate_(record);
+    }
+    dequantise_(record);
   }
-  dequantise_(record);
   idct_(record);
 }
 

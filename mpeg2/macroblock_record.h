@@ -31,6 +31,11 @@ struct MacroblockRecord : HeapObject {
   alignas(64) Matrix intraMatrixLuma = mpeg2::kDefaultIntraMatrix;
   alignas(64) Matrix intraMatrixChroma = mpeg2::kDefaultIntraMatrix;
 
+  /// Bit i of a block's mask: its value i is not zero. For the fast block coder.
+  std::array<std::uint64_t, kMaxBlocks> levelMasks = {};
+  /// Whether the fast block decoder has already brought the coefficients into raster order and
+  /// scaled them, so that only the inverse DCT is left to do.
+  bool dequantised = false;
   std::uint32_t macroblockType = kIntra;
   std::int16_t column = 0;
   std::int16_t row = 0;

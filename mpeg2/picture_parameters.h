@@ -40,6 +40,30 @@ struct PictureParameters {
   std::array<std::int16_t, 3> dcPredictor = {};
   std::int16_t dcReset = 0;
 
+  /// The DC predictor of a block's component: Y, then Cb and Cr in turn.
+  std::int16_t& PredictorOf(int block) {
+    return dcPredictor[block < 4 ? 0U : 1U + static_cast<unsigned>(block) % 2];
+  }
+
+  /// Moves the predictor of a block's component by a differential and returns the block's DC
+  /// coefficient (7.2.1). Sums are kept to 16 bits.
+  std::int16_t NextDc(int block, int differential) {
+    std::int16_t& predictor = PredictorOf(block);
+    predictor = static_cast<std::int16_t>(predictor + differential);
+    return static_cast<std::int16_t>(predictor * (1 << (3 - intraDcPrecision)));
+  }
+
+  /// The other way: the differential of a block whose DC coefficient is `value`, rounded to the
+  /// DC precision, to its predictor, which moves on.
+  int DcDifference(int block, int value) {
+    std::int16_t& predictor = PredictorOf(block);
+    const int dropped = 3 - intraDcPrecision;
+    const int dc = dropped == 0 ? value : (value + (1 << (dropped - 1))) >> dropped;
+    const int difference = dc - predictor;
+    predictor = static_cast<std::int16_t>(dc);
+    return difference;
+  }
+
   int MbPerRow() const { return width / 16; }
   int MbRows() const { return height / 16; }
 };
