@@ -1,0 +1,31 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2034 # the sourcing scripts use what FindWine sets
+# Where the two wines are. Sourced by the other scripts; defines functions only.
+
+# The directory that holds an unpacked 32-bit wine when the package manager could not install one.
+Wine32Root() {
+  local cache=${XDG_CACHE_HOME:-~/.cache}
+  echo "${QIVM_WINE32_ROOT:-$cache/qivm/wine32}"
+}
+
+# FindWine x86|x64: sets wineLoader, wineServer and wineLibraryPath (empty when the system's libraries
+# serve) for programs of that bitness; returns 1 when there is no such wine.
+FindWine() {
+  wineLibraryPath=
+  if [ "$1" = x64 ]; then
+    wineLoader=/usr/lib/wine/wine64
+    wineServer=/usr/lib/wine/wineserver64
+  elif [ -x /usr/lib/wine/wine ]; then
+    wineLoader=/usr/lib/wine/wine
+    wineServer=/usr/lib/wine/wineserver32
+    [ -x $wineServer ] || wineServer=/usr/lib/wine/wineserver64
+  else
+    local root
+    root=$(Wine32Root)
+    wineLoader=$root/usr/lib/wine/wine
+    wineServer=$root/usr/lib/wine/wineserver
+    wineLibraryPath=$root/usr/lib/i386-linux-gnu:$root/lib/i386-linux-gnu
+    [ -e "$root/.complete" ] || return 1
+  fi
+  [ -x "$wineLoader" ] && [ -x "$wineServer" ]
+}
