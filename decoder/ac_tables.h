@@ -46,26 +46,23 @@ constexpr auto MakeAcTable() {
 }
 
 /// Codes with at most 4 leading zeros, by their first 9 bits.
-constexpr auto kAcTableA = MakeAcTable<0, 9, 0, 4>();
-/// Codes with 6 to 9 leading zeros, by the 9 bits behind the first 6.
-constexpr auto kAcTableB = MakeAcTable<6, 9, 6, 9>();
-/// Codes with 10 or more leading zeros, by the 7 bits behind the first 10.
-constexpr auto kAcTableC = MakeAcTable<10, 7, 10, 16>();
+constexpr auto kAcShortTable = MakeAcTable<0, 9, 0, 4>();
+/// Codes with 6 or more leading zeros, by the 11 bits behind the first 6.
+constexpr auto kAcLongTable = MakeAcTable<6, 11, 6, 16>();
 
-/// The run/level code, escape or end of block that the top of a word begins with.
-inline AcEntry LookUpAc(std::uint32_t bits) {
-  if (bits >> 27 != 0) {
-    return kAcTableA[bits >> 23];
-  }
-  if (bits >> 26 == mpeg2::kEscape.bits) {
+/// The run/level code or escape that the top of a word begins with; its first 5 bits are zero.
+inline AcEntry LookUpLongAc(std::uint32_t bits) {
+  if (bits >> 26 == mpeg2::kEscape.bits) [[likely]] {
     const auto advance = static_cast<std::uint8_t>(((bits >> 20) & 0x3F) + 1);
     const auto level = static_cast<std::int16_t>(static_cast<std::int32_t>(bits << 12) >> 20);
     return {mpeg2::kEscapeTotalBits, advance, level};
   }
-  if (bits >> 22 != 0) {
-    return kAcTableB[(bits >> 17) & 0x1FF];
-  }
-  return kAcTableC[(bits >> 15) & 0x7F];
+  return kAcLongTable[(bits >> 15) & 0x7FF];
+}
+
+/// The run/level code, escape or end of block that the top of a word begins with.
+inline AcEntry LookUpAc(std::uint32_t bits) {
+  return bits >> 27 != 0 ? kAcShortTable[bits >> 23] : LookUpLongAc(bits);
 }
 
 }  // namespace qivm

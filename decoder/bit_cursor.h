@@ -4,27 +4,51 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
-#include <type_traits>
 
 namespace qivm {
 
-/// Bit readers for loops that keep their state in registers. They know no end: their user asks
-/// BitCursorFits before it takes a number of bits. Peek yields the next bits at the top of a 32-bit
-/// word, at least 25 of them.
-///
-/// The 64-bit form keeps a window of 57 to 64 bits, refilled without branches.
-class WindowCursor {
+/// A bit reader for loops that keep its state in registers: a window as wide as a register,
+/// refilled without branches. It knows no end: its user asks Fits before it takes a number of bits.
+/// Peek yields the next bits at the top of a 32-bit word, at least kPeekBits of them.
+class BitCursor {
  public:
-  WindowCursor(std::span<const std::uint8_t> frame, std::size_t bitPosition)
+  using Window = std::size_t;
+  /// Bits that are there after a refill.
+  static constexpr unsigned kRefilledBits = sizeof(Window) * 8 - 8;
+
+  BitCursor(std::span<const std::uint8_t> frame, std::size_t bitPosition)
       : frame_(frame.data()), next_(frame.data() + bitPosition / 8) {
     Refill();
     Skip(static_cast<unsigned>(bitPosition % 8));
   }
 
-  std::uint32_t Peek() {
-    Refill();
-    return static_cast<std::uint32_t>(window_ >> 32);
+  /// Whether a cursor may take the next `bytes` bytes at a bit position: they, and what it loads
+  /// ahead of them, lie inside the frame. Never so in frames whose bit positions 32 bits cannot
+  /// hold.
+  static bool Fits(std::span<const std::uint8_t> frame, std::size_t bitPosition,
+                   std::size_t bytes) {
+    constexpr std::size_t kAhead = 2 * sizeof(Window);
+    constexpr std::size_t kLargestFrame = std::size_t{1} << 28;
+    return frame.size() <= kLargestFrame && frame.size() >= bitPosition / 8 + bytes + kAhead;
   }
+
+  /// Loads a whole window behind the counted bits and counts the bytes that fit; what it holds
+  /// beyond the count is loaded once more.
+  void Refill() {
+    Window word = 0;
+    std::memcpy(&word, next_, sizeof(word));
+    if constexpr (kWindowBits == 64) {
+      word = __builtin_bswap64(word);
+    } else {
+      word = __builtin_bswap32(word);
+    }
+    window_ |= word >> bits_;
+    next_ += (kWindowBits - 1 - bits_) / 8;
+    bits_ |= kRefilledBits;
+  }
+  /// The next bits at the top of a word: as many as a refill yields, 32 at the most, less those
+  /// skipped since.
+  std::uint32_t Top() const { return static_cast<std::uint32_t>(window_ >> (kWindowBits - 32)); }
   void Skip(unsigned bits) {
     window_ <<= bits;
     bits_ -= bits;
@@ -32,48 +56,12 @@ class WindowCursor {
   std::size_t BitPosition() const { return static_cast<std::size_t>(next_ - frame_) * 8 - bits_; }
 
  private:
-  void Refill() {
-    std::uint64_t word = 0;
-    std::memcpy(&word, next_, sizeof(word));
-    window_ |= __builtin_bswap64(word) >> bits_;
-    next_ += (63 - bits_) >> 3;
-    bits_ |= 56;
-  }
+  static constexpr unsigned kWindowBits = sizeof(Window) * 8;
 
   const std::uint8_t* frame_;
   const std::uint8_t* next_;
-  std::uint64_t window_ = 0;
+  Window window_ = 0;
   unsigned bits_ = 0;
 };
-
-/// The 32-bit form loads a word for every look: shifting a 64-bit window would cost more there.
-class PositionCursor {
- public:
-  PositionCursor(std::span<const std::uint8_t> frame, std::size_t bitPosition)
-      : frame_(frame.data()), position_(bitPosition) {}
-
-  std::uint32_t Peek() const {
-    std::uint32_t word = 0;
-    std::memcpy(&word, frame_ + position_ / 8, sizeof(word));
-    return __builtin_bswap32(word) << (position_ % 8);
-  }
-  void Skip(unsigned bits) { position_ += bits; }
-  std::size_t BitPosition() const { return position_; }
-
- private:
-  const std::uint8_t* frame_;
-  std::size_t position_;
-};
-
-using BitCursor = std::conditional_t<sizeof(void*) == 8, WindowCursor, PositionCursor>;
-
-/// Whether a cursor may take the next `bytes` bytes at a bit position: they, and what it loads
-/// ahead of them, lie inside the frame. Never so in frames whose bit positions 32 bits cannot hold.
-inline bool BitCursorFits(std::span<const std::uint8_t> frame, std::size_t bitPosition,
-                          std::size_t bytes) {
-  constexpr std::size_t kAhead = 16;
-  constexpr std::size_t kLargestFrame = std::size_t{1} << 28;
-  return frame.size() <= kLargestFrame && frame.size() >= bitPosition / 8 + bytes + kAhead;
-}
 
 }  // namespace qivm

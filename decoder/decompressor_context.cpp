@@ -1,7 +1,7 @@
 #include "decoder/decompressor_context.h"
 
 #include "decoder/picture_reconstruction.h"
-#include "decoder/scan_weights.h"
+#include "decoder/scan_steps.h"
 #include "kernels/client_bitmap.h"
 #include "kernels/fast_copy.h"
 

@@ -9,8 +9,7 @@
 #include "decoder/block_decoder.h"
 #include "decoder/dc_size_tables.h"
 #include "decoder/pair_table.h"
-#include "decoder/scan_weights.h"
-#include "mpeg2/scan.h"
+#include "decoder/scan_steps.h"
 
 namespace qivm {
 
@@ -20,46 +19,51 @@ namespace {
 constexpr std::size_t kLongestBlockBytes =
     (kDcSizeIndexBits + mpeg2::kDctDcSizes + 64 * mpeg2::kEscapeTotalBits) / 8 + 1;
 
-/// (QF * W * quantiser_scale * 2) / 32 toward zero (7.4.2.3), `weight` being W * quantiser_scale.
-std::int16_t Dequantised(std::int32_t level, std::int32_t weight) {
-  const std::int32_t product = level * weight;
-  return static_cast<std::int16_t>((product + ((product >> 31) & 15)) >> 4);
+/// Puts (QF * W * quantiser_scale * 2) / 32, toward zero, into its place (7.4.2.3).
+void Store(std::int16_t* block, ScanStep step, std::int32_t level) {
+  const std::int32_t product = level * step.weight;
+  block[step.position] = static_cast<std::int16_t>((product + ((product >> 31) & 15)) >> 4);
 }
 
-void DecodeAc(BitCursor& cursor, std::int16_t* block, const mpeg2::Scan& scan,
-              const ScanWeights& weights) {
+void DecodeAc(BitCursor& cursor, std::int16_t* block, const ScanSteps& steps) {
+  // One refill is good for this many looks at the pair table.
+  constexpr int kLooks = BitCursor::kRefilledBits / kPairIndexBits;
   std::size_t position = 0;
   for (;;) {
-    const std::uint32_t bits = cursor.Peek();
-    const PairEntry pair = kPairTable[bits >> (32 - kPairIndexBits)];
-    const std::size_t first = position + pair.advance1;
-    const std::size_t second = first + pair.advance2;
-    if (second < 64) [[likely]] {
-      // Without a second code both places are the same, and the first level is what stays.
-      cursor.Skip(pair.length);
-      block[scan[second]] = Dequantised(pair.level2, weights[second]);
-      block[scan[first]] = Dequantised(pair.level1, weights[first]);
-      position = second;
-      continue;
-    }
-    if (pair.length != 0) {
-      // The block ends: with the first code, whose second one then belongs to the next block, or
-      // with the second.
-      if (first >= 64) {
-        cursor.Skip(pair.length1);
-      } else {
+    cursor.Refill();
+    for (int look = 0; look < kLooks; ++look) {
+      const PairEntry& pair = kPairTable[cursor.Top() >> (32 - kPairIndexBits)];
+      const std::size_t first = position + pair.advance1;
+      const std::size_t second = first + pair.advance2;
+      if (second < steps.size()) [[likely]] {
+        // Without a second code both places are the same, and the first level is what stays.
         cursor.Skip(pair.length);
-        block[scan[first]] = Dequantised(pair.level1, weights[first]);
+        Store(block, steps[second], pair.level2);
+        Store(block, steps[first], pair.level1);
+        position = second;
+        continue;
       }
-      return;
+      if (pair.length != 0) {
+        // The block ends: with the first code, whose second one then belongs to the next block, or
+        // with the second.
+        if (first >= steps.size()) {
+          cursor.Skip(pair.length1);
+        } else {
+          cursor.Skip(pair.length);
+          Store(block, steps[first], pair.level1);
+        }
+        return;
+      }
+      cursor.Refill();
+      const AcEntry entry = LookUpLongAc(cursor.Top());
+      cursor.Skip(entry.length);
+      position += entry.advance;
+      if (position >= steps.size()) {
+        return;
+      }
+      Store(block, steps[position], entry.level);
+      break;
     }
-    const AcEntry entry = LookUpAc(bits);
-    cursor.Skip(entry.length);
-    position += entry.advance;
-    if (position >= 64) {
-      return;
-    }
-    block[scan[position]] = Dequantised(entry.level, weights[position]);
   }
 }
 
@@ -67,23 +71,22 @@ void DecodeAc(BitCursor& cursor, std::int16_t* block, const mpeg2::Scan& scan,
 
 void DecodeBlocksFast(BitReader& reader, PictureParameters& parameters, MacroblockRecord& record) {
   const std::span<const std::uint8_t> frame = reader.Frame();
-  const mpeg2::Scan& scan =
-      parameters.alternateScan == 0 ? mpeg2::kZigzagScan : mpeg2::kAlternateScan;
-  const ScanWeights& weights =
-      kScanWeights[parameters.qScaleType][parameters.quantiserScaleCode][parameters.alternateScan];
+  const ScanSteps& steps =
+      kScanSteps[parameters.qScaleType][parameters.quantiserScaleCode][parameters.alternateScan];
 
   int index = 0;
-  if (BitCursorFits(frame, reader.BitPosition(), kLongestBlockBytes)) {
+  if (BitCursor::Fits(frame, reader.BitPosition(), kLongestBlockBytes)) {
     BitCursor cursor(frame, reader.BitPosition());
     do {
-      const DcDifferential dc = LookUpDc(cursor.Peek(), DcSizeTableOf(index));
+      cursor.Refill();
+      const DcDifferential dc = LookUpDc(cursor.Top(), DcSizeTableOf(index));
       cursor.Skip(dc.length);
       std::int16_t* const block = record.Block(index).data();
       block[0] = parameters.NextDc(index, dc.value);
-      DecodeAc(cursor, block, scan, weights);
+      DecodeAc(cursor, block, steps);
       ++index;
     } while (index < record.blockCount &&
-             BitCursorFits(frame, cursor.BitPosition(), kLongestBlockBytes));
+             BitCursor::Fits(frame, cursor.BitPosition(), kLongestBlockBytes));
     reader.SeekBit(cursor.BitPosition());
   }
 
@@ -94,7 +97,7 @@ void DecodeBlocksFast(BitReader& reader, PictureParameters& parameters, Macroblo
     block[0] = parameters.NextDc(index, DecodeDcDifferential(reader, DcSizeTableOf(index)));
     DecodeAc(reader, levels);
     for (std::size_t i = 1; i < levels.size(); ++i) {
-      block[scan[i]] = Dequantised(levels[i], weights[i]);
+      Store(block.data(), steps[i], levels[i]);
     }
   }
 }

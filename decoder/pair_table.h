@@ -10,7 +10,7 @@ namespace qivm {
 
 /// Up to two run/level codes of Table B-15 that begin one look at the stream, signs included. An
 /// end of block advances past the block's last position.
-struct PairEntry {
+struct alignas(8) PairEntry {
   std::int8_t level1 = 0;
   std::int8_t level2 = 0;
   std::uint8_t advance1 = 0;  // run + 1 of the first code

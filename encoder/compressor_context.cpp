@@ -17,7 +17,7 @@ void CompressorContext::ThreadState::Release() {
   encoder.reset();
 }
 
-void CompressorContext::ThreadState::SetRows(int first, int end) {
+void CompressorContext::ThreadState::SetRows(int first, int end) const {
   record->parameters = encoder->Parameters();
   record->mbPerRow = record->parameters.MbPerRow();
   record->rowCounter = first;

@@ -72,7 +72,7 @@ class CompressorContext : public HeapObject {
 
     bool Create(const BitmapInfoHeader& format, CpuClass cpuClass);
     void Release();
-    void SetRows(int first, int end);
+    void SetRows(int first, int end) const;
   };
 
   void StartWorker(const BitmapInfoHeader& outputFormat, const Processor& processor);

@@ -37,14 +37,14 @@ class ClientBitmap {
   }
   /// The top left pixel of a macroblock inside the bitmap.
   std::uint8_t* MacroblockAddress(int column, int row) const {
-    return base_ + row * kMacroblockSize * RowStep() +
-           static_cast<std::ptrdiff_t>(column) * kMacroblockSize * bytesPerPixel_;
+    return base_ + std::ptrdiff_t{row} * kMacroblockSize * RowStep() +
+           std::ptrdiff_t{column} * kMacroblockSize * bytesPerPixel_;
   }
 
  private:
   int width_ = 0;
   int height_ = 0;
-  int bytesPerPixel_ = 0;
+  std::ptrdiff_t bytesPerPixel_ = 0;
   bool bottomUp_ = false;
   std::size_t rowBytes_ = 0;
   std::uint8_t* base_ = nullptr;  // the picture's top left pixel

@@ -19,11 +19,11 @@ TestHooks g_hooks;
 bool Fails(Operation operation) { return g_hooks.fails != nullptr && g_hooks.fails(operation); }
 
 /// The innermost guard of each thread; null outside of any.
-thread_local sigjmp_buf* t_guard = nullptr;
+thread_local sigjmp_buf* g_guard = nullptr;
 
 void OnFault(int signal) {
-  if (t_guard != nullptr) {
-    siglongjmp(*t_guard, 1);
+  if (g_guard != nullptr) {
+    siglongjmp(*g_guard, 1);
   }
   // Not ours: let the fault take its ordinary course when the instruction runs again.
   std::signal(signal, SIG_DFL);
@@ -91,15 +91,15 @@ unsigned ProcessorCount() noexcept {
 
 bool RunGuarded(GuardedFunction function, void* argument) noexcept {
   InstallFaultHandler();
-  sigjmp_buf* const outer = t_guard;
+  sigjmp_buf* const outer = g_guard;
   sigjmp_buf here;
   if (sigsetjmp(here, 0) != 0) {
-    t_guard = outer;
+    g_guard = outer;
     return false;
   }
-  t_guard = &here;
+  g_guard = &here;
   function(argument);
-  t_guard = outer;
+  g_guard = outer;
   return true;
 }
 
