@@ -24,13 +24,11 @@ BlockEncoder::BlockEncoder(CpuClass cpuClass) {
 }
 
 void BlockEncoder::WriteMacroblock(MacroblockRecord& record) {
-  if (parameters_.intraVlcFormat == 0) {
-    RejectTableZero();
-  }
   if (record.column == 0) {
     WriteSliceHeader(record.row);
   }
   if (levelMask_ != nullptr && writer_.HasRoomForSink(kMaxMacroblockBytes)) {
+    CheckTable();
     levelMask_(record);
     BitSink sink = writer_.BeginSink();
     WriteMacroblockHeader(record,
@@ -61,6 +59,7 @@ void BlockEncoder::WriteMacroblockHeader(const MacroblockRecord& record, Put put
 }
 
 void BlockEncoder::CodeBlock(std::span<const std::int16_t, 64> block, int index) {
+  CheckTable();
   writer_.MakeRoom(kRoomForDc);
   const DcCode dc = CodeDcDifferential(parameters_.DcDifference(index, block[0]), index);
   writer_.Put(dc.bits, dc.length);
@@ -89,10 +88,12 @@ void BlockEncoder::CodeAc(std::span<const std::int16_t, 64> block) {
   }
 }
 
-void BlockEncoder::RejectTableZero() {
-  // Table B-14 is not offered. The fault leaves the frame through the guard around it.
-  platform::DebugText("Table zero used\n");
-  platform::RaiseFault();
+void BlockEncoder::CheckTable() const {
+  if (parameters_.intraVlcFormat == 0) {
+    // Table B-14 is not offered. The fault leaves the frame through the guard around it.
+    platform::DebugText("Table zero used\n");
+    platform::RaiseFault();
+  }
 }
 
 }  // namespace qivm

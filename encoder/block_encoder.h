@@ -58,7 +58,7 @@ class BlockEncoder : public HeapObject {
   template <typename Put>
   void WriteMacroblockHeader(const MacroblockRecord& record, Put put) const;
   void CodeAc(std::span<const std::int16_t, 64> block);
-  [[noreturn]] static void RejectTableZero();
+  void CheckTable() const;
 
   MacroblockKernel levelMask_ = nullptr;  // what the fast form needs; null for the portable one
   PictureParameters parameters_;

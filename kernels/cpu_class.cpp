@@ -18,6 +18,12 @@ constexpr std::uint32_t kFeatureSse2 = 1U << 26;
 constexpr std::uint32_t kAmdFeatureExtendedMmx = 1U << 22;
 constexpr std::uint32_t kAmdFeatureLeaf = 0x80000001;
 
+constexpr std::uint32_t kExtendedFeatureLeaf = 7;
+constexpr std::uint32_t kFeatureXcr0Readable = 1U << 27;  // leaf 1, ECX
+constexpr std::uint32_t kFeatureAvx = 1U << 28;
+constexpr std::uint32_t kFeatureAvx2 = 1U << 5;            // leaf 7, EBX
+constexpr std::uint32_t kStatesOfAvx = 1U << 1 | 1U << 2;  // XMM and YMM registers
+
 CpuClass ClassifyIntel(std::uint32_t features) {
   if ((features & kFeatureSse2) != 0) {
     return CpuClass::intelSse2;
@@ -48,8 +54,15 @@ CpuClass ClassifyAmd(std::uint32_t features, CpuidFunction cpuid) {
 
 CpuidResult ExecuteCpuid(std::uint32_t leaf) {
   CpuidResult result;
-  __cpuid(leaf, result.eax, result.ebx, result.ecx, result.edx);
+  __cpuid_count(leaf, 0, result.eax, result.ebx, result.ecx, result.edx);
   return result;
+}
+
+std::uint32_t ReadSavedStates() {
+  std::uint32_t low = 0;
+  std::uint32_t high = 0;
+  asm volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+  return low;
 }
 
 }  // namespace
@@ -68,6 +81,22 @@ CpuClass ClassifyCpu(CpuidFunction cpuid) {
     return ClassifyAmd(cpuid(1).edx, cpuid);
   }
   return CpuClass::plain;
+}
+
+bool OffersAvx2(CpuidFunction cpuid, SavedStatesFunction savedStates) {
+  if (cpuid(0).eax < kExtendedFeatureLeaf) {
+    return false;
+  }
+  constexpr std::uint32_t kNeeded = kFeatureXcr0Readable | kFeatureAvx;
+  return (cpuid(1).ecx & kNeeded) == kNeeded &&
+         (cpuid(kExtendedFeatureLeaf).ebx & kFeatureAvx2) != 0 &&
+         (savedStates() & kStatesOfAvx) == kStatesOfAvx;
+}
+
+bool Avx2Usable() {
+  bool result = false;
+  auto probe = [&result] { result = OffersAvx2(&ExecuteCpuid, &ReadSavedStates); };
+  return platform::RunGuarded(probe) && result;
 }
 
 CpuClass DetectCpuClass() {

@@ -49,6 +49,18 @@ using CpuidFunction = CpuidResult (*)(std::uint32_t leaf);
 /// The class of the processor that `cpuid` describes.
 CpuClass ClassifyCpu(CpuidFunction cpuid);
 
+/// Bits 0 to 31 of XCR0: which register states the system saves. Asked only when CPUID says that
+/// the system lets it be read.
+using SavedStatesFunction = std::uint32_t (*)();
+
+/// Whether AVX2 works on the processor that `cpuid` describes, under a system that saves what
+/// `savedStates` says.
+bool OffersAvx2(CpuidFunction cpuid, SavedStatesFunction savedStates);
+
+/// Whether this processor and system support AVX2; false when CPUID faults. Executes the
+/// instructions on every call.
+bool Avx2Usable();
+
 /// The class of this processor; plain when CPUID faults. Executes the instruction on every call.
 CpuClass DetectCpuClass();
 

@@ -103,5 +103,6 @@ void Fdct(MacroblockRecord& record) {
 
 }  // namespace qivm::kernels
 
+#define QIVM_SIMD_WITHOUT_MMX_EXTENDED
 #define QIVM_SIMD_SOURCE "kernels/fdct_simd.inc"
 #include "kernels/simd/for_each_target.inc"

@@ -13,9 +13,6 @@ void FdctBlock(std::span<std::int16_t, 64> block);
 namespace mmx {
 void Fdct(MacroblockRecord& record);
 }
-namespace mmx_extended {
-void Fdct(MacroblockRecord& record);
-}
 namespace sse2 {
 void Fdct(MacroblockRecord& record);
 }

@@ -85,5 +85,6 @@ void Idct(MacroblockRecord& record) {
 
 }  // namespace qivm::kernels
 
+#define QIVM_SIMD_WITHOUT_MMX_EXTENDED
 #define QIVM_SIMD_SOURCE "kernels/idct_simd.inc"
 #include "kernels/simd/for_each_target.inc"

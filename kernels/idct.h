@@ -13,9 +13,6 @@ void IdctBlock(std::span<std::int16_t, 64> block);
 namespace mmx {
 void Idct(MacroblockRecord& record);
 }
-namespace mmx_extended {
-void Idct(MacroblockRecord& record);
-}
 namespace sse2 {
 void Idct(MacroblockRecord& record);
 }

@@ -39,9 +39,13 @@ struct KernelSet {
   /// By ClientFormat. y16a is never an output; its pair stays null.
   std::array<OutputKernelPair, kClientFormats> output = {};
   std::array<InputKernel, kClientFormats> input = {};
+
+  OutputKernelPair& Output(ClientFormat format) { return output[static_cast<std::size_t>(format)]; }
+  InputKernel& Input(ClientFormat format) { return input[static_cast<std::size_t>(format)]; }
 };
 
-/// The kernels of a processor class.
-KernelSet KernelsFor(CpuClass cpuClass);
+/// The kernels of a processor class. `avx2` lets the SSE2 classes have those of AVX2, which the
+/// processor and the system must support; the other classes have no use for it.
+KernelSet KernelsFor(CpuClass cpuClass, bool avx2 = Avx2Usable());
 
 }  // namespace qivm

@@ -1,8 +1,12 @@
 #include "kernels/packed_yuv_input.h"
 
 #include "kernels/macroblock_rows.h"
+#include "kernels/packed_yuv_layout.h"
+#include "kernels/simd/intrinsics.h"
 
 namespace qivm::kernels::plain {
+
+namespace {
 
 template <typename Layout>
 void PackedYuvInput(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdiff_t rowStep) {
@@ -18,10 +22,17 @@ void PackedYuvInput(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdi
                                  });
 }
 
-template void PackedYuvInput<Yuy2Layout>(std::int16_t*, const std::uint8_t*, std::ptrdiff_t);
-template void PackedYuvInput<UyvyLayout>(std::int16_t*, const std::uint8_t*, std::ptrdiff_t);
-template void PackedYuvInput<YvyuLayout>(std::int16_t*, const std::uint8_t*, std::ptrdiff_t);
-template void PackedYuvInput<Y16Layout>(std::int16_t*, const std::uint8_t*, std::ptrdiff_t);
-template void PackedYuvInput<Y16ALayout>(std::int16_t*, const std::uint8_t*, std::ptrdiff_t);
+}  // namespace
+
+void AddPackedYuvInput(KernelSet& kernels) {
+  kernels.Input(ClientFormat::yuy2) = &PackedYuvInput<Yuy2Layout>;
+  kernels.Input(ClientFormat::uyvy) = &PackedYuvInput<UyvyLayout>;
+  kernels.Input(ClientFormat::yvyu) = &PackedYuvInput<YvyuLayout>;
+  kernels.Input(ClientFormat::y16) = &PackedYuvInput<Y16Layout>;
+  kernels.Input(ClientFormat::y16a) = &PackedYuvInput<Y16ALayout>;
+}
 
 }  // namespace qivm::kernels::plain
+
+#define QIVM_SIMD_SOURCE "kernels/packed_yuv_input_simd.inc"
+#include "kernels/simd/for_each_target.inc"

@@ -1,15 +1,25 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include "kernels/kernel_set.h"
 
-#include "kernels/packed_yuv_layout.h"
+/// From packed YUV bytes to the samples of a 4:2:2 macroblock in field arrangement, unchanged. Each
+/// function enters the converters of its set, for every packed YUV format.
+namespace qivm::kernels {
 
-namespace qivm::kernels::plain {
+namespace plain {
+void AddPackedYuvInput(KernelSet& kernels);
+}
+namespace mmx {
+void AddPackedYuvInput(KernelSet& kernels);
+}
+namespace mmx_extended {
+void AddPackedYuvInput(KernelSet& kernels);
+}
+namespace sse2 {
+void AddPackedYuvInput(KernelSet& kernels);
+}
+namespace avx2 {
+void AddPackedYuvInput(KernelSet& kernels);
+}
 
-/// From packed YUV bytes to the samples of a 4:2:2 macroblock in field arrangement, unchanged.
-/// Arguments as for Rgb24Input.
-template <typename Layout>
-void PackedYuvInput(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdiff_t rowStep);
-
-}  // namespace qivm::kernels::plain
+}  // namespace qivm::kernels

@@ -1,8 +1,13 @@
 #include "kernels/packed_yuv_output.h"
 
 #include "kernels/clamp.h"
+#include "kernels/macroblock_rows.h"
+#include "kernels/packed_yuv_layout.h"
+#include "kernels/simd/intrinsics.h"
 
 namespace qivm::kernels::plain {
+
+namespace {
 
 template <typename Layout, Arrangement kArrangement>
 void PackedYuvOutput(std::uint8_t* pixels, const std::int16_t* blocks, std::ptrdiff_t rowStep) {
@@ -18,21 +23,20 @@ void PackedYuvOutput(std::uint8_t* pixels, const std::int16_t* blocks, std::ptrd
                            });
 }
 
-template void PackedYuvOutput<Yuy2Layout, Arrangement::frame>(std::uint8_t*, const std::int16_t*,
-                                                              std::ptrdiff_t);
-template void PackedYuvOutput<Yuy2Layout, Arrangement::field>(std::uint8_t*, const std::int16_t*,
-                                                              std::ptrdiff_t);
-template void PackedYuvOutput<UyvyLayout, Arrangement::frame>(std::uint8_t*, const std::int16_t*,
-                                                              std::ptrdiff_t);
-template void PackedYuvOutput<UyvyLayout, Arrangement::field>(std::uint8_t*, const std::int16_t*,
-                                                              std::ptrdiff_t);
-template void PackedYuvOutput<YvyuLayout, Arrangement::frame>(std::uint8_t*, const std::int16_t*,
-                                                              std::ptrdiff_t);
-template void PackedYuvOutput<YvyuLayout, Arrangement::field>(std::uint8_t*, const std::int16_t*,
-                                                              std::ptrdiff_t);
-template void PackedYuvOutput<Y16Layout, Arrangement::frame>(std::uint8_t*, const std::int16_t*,
-                                                             std::ptrdiff_t);
-template void PackedYuvOutput<Y16Layout, Arrangement::field>(std::uint8_t*, const std::int16_t*,
-                                                             std::ptrdiff_t);
+template <typename Layout>
+constexpr OutputKernelPair kPackedYuvOutput = {&PackedYuvOutput<Layout, Arrangement::frame>,
+                                               &PackedYuvOutput<Layout, Arrangement::field>};
+
+}  // namespace
+
+void AddPackedYuvOutput(KernelSet& kernels) {
+  kernels.Output(ClientFormat::yuy2) = kPackedYuvOutput<Yuy2Layout>;
+  kernels.Output(ClientFormat::uyvy) = kPackedYuvOutput<UyvyLayout>;
+  kernels.Output(ClientFormat::yvyu) = kPackedYuvOutput<YvyuLayout>;
+  kernels.Output(ClientFormat::y16) = kPackedYuvOutput<Y16Layout>;
+}
 
 }  // namespace qivm::kernels::plain
+
+#define QIVM_SIMD_SOURCE "kernels/packed_yuv_output_simd.inc"
+#include "kernels/simd/for_each_target.inc"

@@ -1,16 +1,25 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include "kernels/kernel_set.h"
 
-#include "kernels/macroblock_rows.h"
-#include "kernels/packed_yuv_layout.h"
+/// From the samples of a 4:2:2 macroblock to packed YUV bytes: each sample clamped to a byte. Each
+/// function enters the converters of its set, for every packed YUV format.
+namespace qivm::kernels {
 
-namespace qivm::kernels::plain {
+namespace plain {
+void AddPackedYuvOutput(KernelSet& kernels);
+}
+namespace mmx {
+void AddPackedYuvOutput(KernelSet& kernels);
+}
+namespace mmx_extended {
+void AddPackedYuvOutput(KernelSet& kernels);
+}
+namespace sse2 {
+void AddPackedYuvOutput(KernelSet& kernels);
+}
+namespace avx2 {
+void AddPackedYuvOutput(KernelSet& kernels);
+}
 
-/// From the samples of a 4:2:2 macroblock to packed YUV bytes: each sample clamped to a byte.
-/// Arguments as for Rgb24Output.
-template <typename Layout, Arrangement kArrangement>
-void PackedYuvOutput(std::uint8_t* pixels, const std::int16_t* blocks, std::ptrdiff_t rowStep);
-
-}  // namespace qivm::kernels::plain
+}  // namespace qivm::kernels

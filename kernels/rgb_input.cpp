@@ -1,8 +1,31 @@
 #include "kernels/rgb_input.h"
 
 #include "kernels/macroblock_rows.h"
+#include "kernels/simd/intrinsics.h"
 
-namespace qivm::kernels::plain {
+namespace qivm::kernels {
+
+namespace {
+
+/// A row of the conversion matrix.
+struct Factors {
+  std::int32_t red;
+  std::int32_t green;
+  std::int32_t blue;
+};
+
+// 65535 times 0.257, 0.504, 0.098; -0.148, -0.291, 0.439; 0.439, -0.368, -0.071. The quotients are
+// rounded toward zero.
+constexpr std::int32_t kUnit = 65535;
+constexpr Factors kLuma = {16843, 33030, 6423};
+constexpr Factors kCb = {-9699, -19071, 28770};
+constexpr Factors kCr = {28770, -24117, -4653};
+constexpr std::int32_t kLumaOffset = 16;
+constexpr std::int32_t kChromaOffset = 128;
+
+}  // namespace
+
+namespace plain {
 
 namespace {
 
@@ -12,19 +35,10 @@ struct Rgb {
   std::int32_t blue;
 };
 
-// The factors are 65535 times 0.257, 0.504, 0.098; 0.148, 0.291, 0.439; 0.439, 0.368, 0.071. The
-// quotients are rounded toward zero.
-constexpr std::int32_t kUnit = 65535;
-
-constexpr std::int16_t Luma(const Rgb& c) {
-  return static_cast<std::int16_t>((16843 * c.red + 33030 * c.green + 6423 * c.blue) / kUnit + 16);
-}
-constexpr std::int16_t Cb(const Rgb& c) {
-  return static_cast<std::int16_t>((-9699 * c.red - 19071 * c.green + 28770 * c.blue) / kUnit +
-                                   128);
-}
-constexpr std::int16_t Cr(const Rgb& c) {
-  return static_cast<std::int16_t>((28770 * c.red - 24117 * c.green - 4653 * c.blue) / kUnit + 128);
+constexpr std::int16_t Convert(const Rgb& colour, const Factors& factors, std::int32_t offset) {
+  const std::int32_t sum =
+      factors.red * colour.red + factors.green * colour.green + factors.blue * colour.blue;
+  return static_cast<std::int16_t>(sum / kUnit + offset);
 }
 
 template <std::size_t kBytesPerPixel>
@@ -38,10 +52,10 @@ void RgbInput(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdiff_t r
           const Rgb average = {(left.red + right.red) >> 1, (left.green + right.green) >> 1,
                                (left.blue + right.blue) >> 1};
           std::int16_t* const luma = row.luma[i / 4] + 2 * (i % 4);
-          luma[0] = Luma(left);
-          luma[1] = Luma(right);
-          row.cb[i] = Cb(average);
-          row.cr[i] = Cr(average);
+          luma[0] = Convert(left, kLuma, kLumaOffset);
+          luma[1] = Convert(right, kLuma, kLumaOffset);
+          row.cb[i] = Convert(average, kCb, kChromaOffset);
+          row.cr[i] = Convert(average, kCr, kChromaOffset);
           pixel += 2 * kBytesPerPixel;
         }
       });
@@ -49,12 +63,14 @@ void RgbInput(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdiff_t r
 
 }  // namespace
 
-void Rgb24Input(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdiff_t rowStep) {
-  RgbInput<3>(blocks, pixels, rowStep);
+void AddRgbInput(KernelSet& kernels) {
+  kernels.Input(ClientFormat::rgb24) = &RgbInput<3>;
+  kernels.Input(ClientFormat::rgb32) = &RgbInput<4>;
 }
 
-void Rgb32Input(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdiff_t rowStep) {
-  RgbInput<4>(blocks, pixels, rowStep);
-}
+}  // namespace plain
 
-}  // namespace qivm::kernels::plain
+}  // namespace qivm::kernels
+
+#define QIVM_SIMD_SOURCE "kernels/rgb_input_simd.inc"
+#include "kernels/simd/for_each_target.inc"

@@ -1,17 +1,27 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include "kernels/kernel_set.h"
 
 /// From RGB pixels to the samples of a 4:2:2 macroblock in field arrangement: ITU-R BT.601, full
-/// range to studio range. Chrominance is that of the average of two neighbouring pixels.
-namespace qivm::kernels::plain {
+/// range to studio range. Chrominance is that of the average of two neighbouring pixels. The
+/// fourth byte of a 32-bit pixel plays no part. Each function enters the converters of its set, for
+/// 24 and 32 bits a pixel.
+namespace qivm::kernels {
 
-/// `blocks` are eight blocks of 64 samples; `pixels` is the macroblock's top left pixel, `rowStep`
-/// the distance to the next row down.
-void Rgb24Input(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdiff_t rowStep);
+namespace plain {
+void AddRgbInput(KernelSet& kernels);
+}
+namespace mmx {
+void AddRgbInput(KernelSet& kernels);
+}
+namespace mmx_extended {
+void AddRgbInput(KernelSet& kernels);
+}
+namespace sse2 {
+void AddRgbInput(KernelSet& kernels);
+}
+namespace avx2 {
+void AddRgbInput(KernelSet& kernels);
+}
 
-/// As Rgb24Input; the fourth byte of each pixel is not read.
-void Rgb32Input(std::int16_t* blocks, const std::uint8_t* pixels, std::ptrdiff_t rowStep);
-
-}  // namespace qivm::kernels::plain
+}  // namespace qivm::kernels

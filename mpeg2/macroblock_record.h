@@ -12,6 +12,14 @@
 
 namespace qivm {
 
+/// What dividing by a quantiser matrix takes, kept from one macroblock to the next: the weights
+/// times quantiser_scale and a 16-bit reciprocal of each. The SIMD forms of quantisation keep their
+/// own here and use them only while the divisors are those of the macroblock at hand.
+struct QuantiserReciprocals {
+  alignas(64) std::array<std::uint16_t, 64> divisors = {};
+  alignas(64) std::array<std::uint16_t, 64> reciprocals = {};
+};
+
 /// The work piece that travels between the stream, the kernels and the client's bitmap, in both
 /// directions: one macroblock's coefficients with all that is needed to transform and to place it.
 /// Each thread has one and uses it for every macroblock. Lives in the codec's heap.
@@ -30,6 +38,9 @@ struct MacroblockRecord : HeapObject {
   /// Quantiser weights in raster order.
   alignas(64) Matrix intraMatrixLuma = mpeg2::kDefaultIntraMatrix;
   alignas(64) Matrix intraMatrixChroma = mpeg2::kDefaultIntraMatrix;
+  /// By the matrix of blocks 0 to 3 and by that of the others.
+  QuantiserReciprocals lumaReciprocals;
+  QuantiserReciprocals chromaReciprocals;
 
   /// Bit i of a block's mask: its value i is not zero. For the fast block coder.
   std::array<std::uint64_t, kMaxBlocks> levelMasks = {};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <windows.h>
+
+namespace qivm {
+
+/// Keeps this library loaded while it is held. A worker thread sleeps inside the library's code: a
+/// host that unloads the library without ending its contexts would pull that code from under it.
+/// Such a library then stays until the process ends. Only a call of the host's, who has it loaded,
+/// lets a reference go, so it is never the last one.
+class LibraryReference {
+ public:
+  LibraryReference() = default;
+  ~LibraryReference() { Hold(false); }
+  LibraryReference(const LibraryReference&) = delete;
+  LibraryReference& operator=(const LibraryReference&) = delete;
+
+  /// Takes the reference or lets it go.
+  void Hold(bool wanted);
+
+ private:
+  HMODULE library_ = nullptr;
+};
+
+}  // namespace qivm

@@ -1,0 +1,293 @@
+// What only the native platform layer lets a test see: allocations, texts for the debugger, and
+// the system refusing what it is asked for.
+
+#include <algorithm>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "platform/platform_hooks.h"
+#include "tests/core/codec_runs.h"
+#include "tests/core/random_pictures.h"
+#include "tests/support/model_codec.h"
+
+namespace qivm::test {
+
+namespace {
+
+using platform::Operation;
+
+constexpr int kWidth = 48;
+constexpr int kHeight = 80;
+
+/// Counts the operations, and lets the given one fail.
+struct Observed {
+  std::atomic<int> allocations = 0;
+  std::atomic<int> events = 0;
+  std::atomic<int> threads = 0;
+  std::atomic<int> operations = 0;
+  int failing = -1;
+};
+Observed* g_observed = nullptr;
+std::vector<std::string>* g_texts = nullptr;
+
+bool Observe(Operation operation) {
+  switch (operation) {
+    case Operation::allocate:
+      ++g_observed->allocations;
+      break;
+    case Operation::createEvent:
+      ++g_observed->events;
+      break;
+    case Operation::startThread:
+      ++g_observed->threads;
+      break;
+  }
+  return g_observed->operations++ == g_observed->failing;
+}
+
+class PlatformHooksTest : public testing::Test {
+ protected:
+  PlatformHooksTest() {
+    g_observed = &observed_;
+    g_texts = &texts_;
+    platform::Hooks().fails = &Observe;
+    platform::Hooks().debugText = [](const char* text) { g_texts->emplace_back(text); };
+  }
+  ~PlatformHooksTest() override { platform::Hooks() = {}; }
+
+  void Restart(int failing = -1) {
+    observed_.allocations = 0;
+    observed_.events = 0;
+    observed_.threads = 0;
+    observed_.operations = 0;
+    observed_.failing = failing;
+  }
+
+  Observed observed_;
+  std::vector<std::string> texts_;
+};
+
+TEST_F(PlatformHooksTest, FramesAllocateNothing) {
+  for (const unsigned processors : {1U, 2U}) {
+    const Processor processor = {CpuClass::plain, processors};
+    const Bytes calm = NaturalBitmap(ClientFormat::yuy2, kWidth, kHeight, 1);
+    const Bytes noise = BlackWhiteNoiseBitmap(ClientFormat::yuy2, kWidth, kHeight, 1);
+    Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, processor);
+    Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, processor);
+    EXPECT_GT(observed_.allocations, 0);
+    Restart();
+    for (const Order order : {Order::plain, Order::shifted}) {
+      const Bytes stream = compressor.Encode(calm, 8000, order);
+      decompressor.Decode(stream, order);
+      // A frame that does not fit at first, and one that ends by a fault.
+      decompressor.Decode(compressor.Encode(noise, 10000, order), order);
+      ModelPicture faulty = ParsePicture(stream);
+      faulty.intraVlcFormat = 0;
+      decompressor.Decode(StreamOf(faulty), order);
+      EXPECT_FALSE(decompressor.Sound());
+    }
+    EXPECT_EQ(observed_.operations, 0);
+  }
+}
+
+TEST_F(PlatformHooksTest, NothingIsMadeForASecondThreadOnOneProcessor) {
+  Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, OneProcessor());
+  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, OneProcessor());
+  EXPECT_EQ(observed_.events, 0);
+  EXPECT_EQ(observed_.threads, 0);
+}
+
+TEST_F(PlatformHooksTest, OneWorkerWhateverTheNumberOfProcessors) {
+  for (const unsigned processors : {2U, 3U, 64U}) {
+    Restart();
+    const Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, {CpuClass::plain, processors});
+    EXPECT_EQ(observed_.threads, 1);
+    EXPECT_EQ(observed_.events, 2);
+    const Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight,
+                                    {CpuClass::plain, processors});
+    EXPECT_EQ(observed_.threads, 2);
+    EXPECT_EQ(observed_.events, 4);
+  }
+}
+
+// Whatever is refused, in its turn: what one thread needs fails the beginning, what the second one
+// needs leaves one thread. Frames come out right as soon as there are any.
+TEST_F(PlatformHooksTest, EveryRefusalWhileADecompressorBegins) {
+  const ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+  const Bytes stream = StreamOf(picture);
+  const BitmapInfoHeader format = UncompressedHeader(ClientFormat::yuy2, kWidth, kHeight);
+  Bytes expected = Background(ClientFormat::yuy2, kWidth, kHeight);
+  ModelDecode(picture, ClientFormat::yuy2, kWidth, kHeight, expected);
+  const auto decodes = [&](DecompressorContext& context) {
+    Bytes bitmap = Background(ClientFormat::yuy2, kWidth, kHeight);
+    const BitmapInfoHeader inputFormat = CompressedHeader(kWidth, kHeight, stream.size());
+    BitmapInfoHeader outputFormat = format;
+    return context.DecodeFrame({&inputFormat, stream.data(), &outputFormat, bitmap.data()}) &&
+           bitmap == expected;
+  };
+
+  DecompressorContext alone;
+  Restart();
+  ASSERT_TRUE(alone.Begin(format, OneProcessor()));
+  const int neededAlone = observed_.operations;
+  DecompressorContext together;
+  Restart();
+  ASSERT_TRUE(together.Begin(format, TwoProcessors()));
+  const int neededTogether = observed_.operations;
+  ASSERT_GE(neededAlone, 5);  // frame buffer, record, decoder, kernel table, converter
+  ASSERT_GE(neededTogether, neededAlone + 5);  // record, decoder, two events, thread
+
+  DecompressorContext context;
+  for (int failing = 0; failing < neededTogether; ++failing) {
+    Restart(failing);
+    const bool begun = context.Begin(format, TwoProcessors());
+    EXPECT_EQ(begun, failing >= neededAlone) << failing;
+    EXPECT_FALSE(context.HasWorker());
+    if (begun) {
+      EXPECT_TRUE(decodes(context)) << failing;
+    }
+    Restart();
+    if (failing % 2 == 0) {
+      context.End();
+    }
+    ASSERT_TRUE(context.Begin(format, TwoProcessors()));
+    EXPECT_TRUE(context.HasWorker());
+    EXPECT_TRUE(decodes(context)) << failing;
+  }
+}
+
+TEST_F(PlatformHooksTest, EveryRefusalWhileACompressorBegins) {
+  const BitmapInfoHeader output = CompressedHeader(kWidth, kHeight);
+  const BitmapInfoHeader input = UncompressedHeader(ClientFormat::yuy2, kWidth, kHeight);
+  const Bytes bitmap = NaturalBitmap(ClientFormat::yuy2, kWidth, kHeight, 1);
+  const auto encodes = [&](CompressorContext& context) {
+    Bytes stream(std::size_t{kWidth} * kHeight * 3);
+    BitmapInfoHeader header = output;
+    const bool sound =
+        context.EncodeFrame({&header, stream.data(), &input, bitmap.data(), nullptr, 8000});
+    stream.resize(header.biSizeImage);
+    return sound && stream == ModelEncode(ClientFormat::yuy2, kWidth, kHeight, bitmap, 2,
+                                          context.HasWorker() ? Parts::two : Parts::one);
+  };
+
+  CompressorContext alone;
+  Restart();
+  ASSERT_TRUE(alone.Begin(output, input, OneProcessor()));
+  const int neededAlone = observed_.operations;
+  CompressorContext together;
+  Restart();
+  ASSERT_TRUE(together.Begin(output, input, TwoProcessors()));
+  const int neededTogether = observed_.operations;
+  ASSERT_GE(neededAlone, 5);  // scratch, record, encoder, kernel table, converter
+  ASSERT_GE(neededTogether, neededAlone + 5);
+
+  CompressorContext context;
+  for (int failing = 0; failing < neededTogether; ++failing) {
+    Restart(failing);
+    const bool begun = context.Begin(output, input, TwoProcessors());
+    EXPECT_EQ(begun, failing >= neededAlone) << failing;
+    EXPECT_FALSE(context.HasWorker());
+    if (begun) {
+      EXPECT_TRUE(encodes(context)) << failing;
+    }
+    Restart();
+    if (failing % 2 == 0) {
+      context.End();
+    }
+    ASSERT_TRUE(context.Begin(output, input, TwoProcessors()));
+    EXPECT_TRUE(context.HasWorker());
+    EXPECT_TRUE(encodes(context)) << failing;
+  }
+}
+
+TEST_F(PlatformHooksTest, WorkerThatCannotStartLeavesNothing) {
+  for (int failing = 0; failing < 3; ++failing) {
+    Restart(failing);
+    WorkerThread worker;
+    EXPECT_FALSE(worker.Start([](void*) {}, nullptr));
+    EXPECT_FALSE(worker.Running());
+    EXPECT_EQ(worker.Stop(), 0U);
+    Restart();
+    EXPECT_TRUE(worker.Start([](void*) {}, nullptr));
+    EXPECT_EQ(worker.Stop(), WorkerThread::kExitCode);
+  }
+}
+
+TEST_F(PlatformHooksTest, HeapBufferThatCannotGrowIsEmpty) {
+  HeapBuffer buffer;
+  ASSERT_TRUE(buffer.Allocate(100));
+  EXPECT_EQ(buffer.Bytes().size(), 100U);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.Bytes().data()) % 4096, 0U);
+  EXPECT_TRUE(std::all_of(buffer.Bytes().begin(), buffer.Bytes().end(),
+                          [](std::uint8_t byte) { return byte == 0; }));
+  Restart(0);
+  EXPECT_FALSE(buffer.Allocate(200));
+  EXPECT_TRUE(buffer.Bytes().empty());
+}
+
+TEST_F(PlatformHooksTest, OrdinaryFramesSayNothing) {
+  Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, OneProcessor());
+  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, OneProcessor());
+  decompressor.Decode(
+      compressor.Encode(NaturalBitmap(ClientFormat::yuy2, kWidth, kHeight, 1), 8000));
+  EXPECT_TRUE(texts_.empty());
+}
+
+TEST_F(PlatformHooksTest, TextOfTableZeroInTheDecoder) {
+  ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+  picture.intraVlcFormat = 0;
+  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, OneProcessor());
+  decompressor.Decode(StreamOf(picture));
+  EXPECT_EQ(texts_, (std::vector<std::string>{"USING TABLE ZERO\n"}));
+}
+
+TEST_F(PlatformHooksTest, TextOfTableZeroInTheEncoder) {
+  BlockEncoder encoder;
+  ASSERT_TRUE(encoder.Init(16, 16));
+  Bytes output(1000);
+  encoder.StartFrame(output, 1);
+  encoder.Parameters().intraVlcFormat = 0;
+  const Block block = {};
+  auto code = [&] { encoder.CodeBlock(block, 0); };
+  EXPECT_FALSE(platform::RunGuarded(code));
+  EXPECT_EQ(texts_, (std::vector<std::string>{"Table zero used\n"}));
+}
+
+// The two flags are looked at where they stand without matrices, and no matrix takes effect.
+TEST_F(PlatformHooksTest, TextsOfQuantiserMatrices) {
+  const std::string intra = "Intra quantizer matrix present\n";
+  const std::string nonIntra = "Non-intra quantizer matrix present\n";
+  for (unsigned bits = 0; bits < 4; ++bits) {
+    texts_.clear();
+    BitString headers;
+    headers.PutStartCode(0x1B3).Put(48, 12).Put(80, 12).Put(2, 4).Put(3, 4);
+    headers.Put(125000, 18).Put(1, 1).Put(373, 10).Put(0, 1).Put(bits, 2);
+    const Bytes weights(128, 0x20);
+    headers.PutBytes(weights);
+    const ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+    PutSequenceExtension(headers, picture);
+    PutPictureHeader(headers);
+    PutPictureCodingExtension(headers, picture);
+    for (const ModelSlice& slice : picture.slices) {
+      PutSlice(headers, picture, slice);
+    }
+    Decompressor decompressor(ClientFormat::yuy2, kWidth, kHeight, OneProcessor());
+    Bytes expected = Background(ClientFormat::yuy2, kWidth, kHeight);
+    ModelDecode(picture, ClientFormat::yuy2, kWidth, kHeight, expected);
+    EXPECT_TRUE(decompressor.Decode(headers.Bytes()) == expected);
+    std::vector<std::string> texts;
+    if ((bits & 2) != 0) {
+      texts.push_back(intra);
+    }
+    if ((bits & 1) != 0) {
+      texts.push_back(nonIntra);
+    }
+    EXPECT_EQ(texts_, texts) << bits;
+  }
+}
+
+}  // namespace
+
+}  // namespace qivm::test

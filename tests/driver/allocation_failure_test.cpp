@@ -1,0 +1,110 @@
+#include "tests/driver/driver_module.h"
+#include "tests/driver/frame_calls.h"
+#include "tests/driver/pictures.h"
+#include "tests/driver/replaced_imports.h"
+
+namespace qivm::test {
+
+namespace {
+
+const BITMAPINFOHEADER kHeader = Header(kRgb32, 64, 48);
+
+struct Direction {
+  const char* name;
+  LRESULT (*begin)(const Instance& instance, const BITMAPINFOHEADER& header);
+  UINT end;
+  LRESULT noContext;  // when the context itself cannot be allocated
+  LRESULT noParts;    // when one of its parts cannot
+};
+
+class AllocationFailureTest : public DriverTest, public ::testing::WithParamInterface<Direction> {};
+
+INSTANTIATE_TEST_SUITE_P(Directions, AllocationFailureTest,
+                         ::testing::Values(Direction{"Compress", &BeginCompress, ICM_COMPRESS_END,
+                                                     ICERR_INTERNAL, ICERR_BADFORMAT},
+                                           Direction{"Decompress", &BeginDecompress,
+                                                     ICM_DECOMPRESS_END, ICERR_BADFORMAT,
+                                                     ICERR_ERROR}),
+                         PixelFormatName());
+
+TEST_P(AllocationFailureTest, EveryAllocationOfABegin) {
+  const Direction& direction = GetParam();
+  for (const DWORD processors : std::initializer_list<DWORD>{1, 2}) {
+    const ProcessorCount count(driver_.Handle(), processors);
+    HeapWatch heap(driver_.Handle());
+    const ThreadWatch threads(driver_.Handle());
+    const Instance instance(driver_);
+    heap.Restart();
+    ASSERT_EQ(direction.begin(instance, kHeader), ICERR_OK);
+    const int allocations = heap.Allocations();
+    ASSERT_GT(allocations, 4);
+    ASSERT_EQ(threads.Started(), processors - 1);
+    instance.Send(direction.end);
+    EXPECT_EQ(heap.Outstanding(), 1) << "only the instance itself";
+
+    int withoutWorker = 0;
+    for (int failing = 1; failing <= allocations; ++failing) {
+      const std::size_t before = threads.Started();
+      heap.Restart(failing);
+      const LRESULT result = direction.begin(instance, kHeader);
+      heap.Restart();
+      if (result == ICERR_OK) {
+        // Only what the worker needs may fail without failing the begin.
+        EXPECT_EQ(threads.Started(), before);
+        ++withoutWorker;
+      } else {
+        EXPECT_EQ(withoutWorker, 0);
+        EXPECT_EQ(result, failing == 1 ? direction.noContext : direction.noParts) << failing;
+        EXPECT_EQ(heap.Outstanding(), 1) << failing;
+      }
+      instance.Send(direction.end);
+      EXPECT_EQ(heap.Outstanding(), 1) << failing;
+    }
+    EXPECT_EQ(withoutWorker > 0, processors > 1);
+    EXPECT_EQ(direction.begin(instance, kHeader), ICERR_OK);
+  }
+}
+
+TEST_P(AllocationFailureTest, AFailedBeginLeavesNoContext) {
+  const Instance instance(driver_);
+  HeapWatch heap(driver_.Handle());
+  for (const int failing : {1, 2}) {
+    heap.Restart();
+    ASSERT_EQ(GetParam().begin(instance, kHeader), ICERR_OK);
+    heap.Restart(failing);
+    ASSERT_NE(GetParam().begin(instance, kHeader), ICERR_OK);
+    EXPECT_EQ(instance.Send(ICM_COMPRESS, nullptr, sizeof(ICCOMPRESS)), ICERR_ERROR);
+    EXPECT_EQ(instance.Send(ICM_DECOMPRESS, nullptr, sizeof(ICDECOMPRESS)), ICERR_ERROR);
+  }
+}
+
+TEST_F(DriverTest, FramesAllocateNothing) {
+  HeapWatch heap(driver_.Handle());
+  const Instance instance(driver_);
+  const auto picture = MakePicture(kHeader);
+  ASSERT_EQ(BeginCompress(instance, kHeader), ICERR_OK);
+  ASSERT_EQ(BeginDecompress(instance, kHeader), ICERR_OK);
+  heap.Restart();
+  for (int i = 0; i < 3; ++i) {
+    Decompress(instance, kHeader, Compress(instance, kHeader, picture));
+  }
+  EXPECT_EQ(heap.Allocations(), 0);
+}
+
+TEST_F(DriverTest, NothingIsLeftAfterTheClose) {
+  HeapWatch heap(driver_.Handle());
+  for (int i = 0; i < 3; ++i) {
+    Instance instance(driver_);
+    ASSERT_EQ(BeginCompress(instance, kHeader), ICERR_OK);
+    ASSERT_EQ(BeginDecompress(instance, kHeader), ICERR_OK);
+    ASSERT_EQ(BeginCompress(instance, kHeader), ICERR_OK);
+    ASSERT_EQ(BeginDecompress(instance, kHeader), ICERR_OK);
+    EXPECT_GT(heap.Outstanding(), 1);
+    instance.Close();
+    EXPECT_EQ(heap.Outstanding(), 0);
+  }
+}
+
+}  // namespace
+
+}  // namespace qivm::test

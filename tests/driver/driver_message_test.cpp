@@ -1,0 +1,169 @@
+#include "tests/driver/driver_module.h"
+#include "tests/driver/replaced_imports.h"
+
+namespace qivm::test {
+
+namespace {
+
+using DriverMessageTest = DriverTest;
+
+/// The id of an open without ICOPEN: all bits set.
+constexpr DWORD_PTR kConfigureOnlyId = ~DWORD_PTR{0};
+
+TEST_F(DriverMessageTest, MessagesWithoutEffectReturnOne) {
+  for (const UINT message :
+       std::initializer_list<UINT>{DRV_LOAD, DRV_ENABLE, DRV_DISABLE, DRV_FREE, DRV_QUERYCONFIGURE,
+                                   DRV_INSTALL, DRV_REMOVE}) {
+    for (const DWORD_PTR id : {DWORD_PTR{0}, kConfigureOnlyId}) {
+      EXPECT_EQ(driver_.Send(id, message, 1, 2), 1) << "message " << message;
+    }
+  }
+}
+
+TEST_F(DriverMessageTest, OpenWithoutRequestGivesNoInstance) {
+  EXPECT_EQ(static_cast<DWORD_PTR>(driver_.Send(0, DRV_OPEN, nullptr, nullptr)), kConfigureOnlyId);
+}
+
+TEST_F(DriverMessageTest, TheConfigureOnlyIdIsNoInstance) {
+  for (const DWORD_PTR id : {kConfigureOnlyId, DWORD_PTR{0xFFFFFFFF}, DWORD_PTR{0}}) {
+    ICINFO info = {};
+    EXPECT_EQ(driver_.Send(id, ICM_GETINFO, &info, sizeof(info)), ICERR_ERROR);
+    EXPECT_EQ(info.dwVersion, 0U);
+    EXPECT_EQ(driver_.Send(id, DRV_CLOSE), 1);
+  }
+}
+
+TEST_F(DriverMessageTest, OpenDoesNotCareForTypeVersionOrFlags) {
+  ICOPEN open = {};
+  open.fccType = MAKEFOURCC('a', 'u', 'd', 'c');
+  open.fccHandler = MAKEFOURCC('z', '0', ' ', '!');
+  open.dwVersion = 0xFFFFFFFF;
+  open.dwFlags = 0xFFFFFFFF;
+  open.dwError = 77;
+  const LRESULT id = driver_.Send(0, DRV_OPEN, nullptr, &open);
+  ASSERT_NE(id, 0);
+  ASSERT_NE(static_cast<DWORD_PTR>(id), kConfigureOnlyId);
+  EXPECT_EQ(open.dwError, 77);
+  EXPECT_EQ(driver_.Send(static_cast<DWORD_PTR>(id), DRV_CLOSE), 1);
+}
+
+TEST_F(DriverMessageTest, EveryOpenGivesAnInstanceOfItsOwn) {
+  const Instance first(driver_);
+  const Instance second(driver_);
+  EXPECT_NE(first.Id(), second.Id());
+  DWORD quality = 1234;
+  first.Send(ICM_SETQUALITY, &quality);
+  second.Send(ICM_GETQUALITY, &quality);
+  EXPECT_EQ(quality, 8000U);
+}
+
+TEST_F(DriverMessageTest, OpenWithoutMemoryReturnsZero) {
+  HeapWatch heap(driver_.Handle());
+  heap.Restart(1);
+  EXPECT_EQ(driver_.Open(), 0U);
+  heap.Restart();
+  const Instance instance(driver_);
+}
+
+TEST_F(DriverMessageTest, OpeningAndAskingCostsOneAllocationAndNoThread) {
+  const HeapWatch heap(driver_.Handle());
+  const ThreadWatch threads(driver_.Handle());
+  const EventWatch events(driver_.Handle(), 0);
+  {
+    const Instance instance(driver_);
+    EXPECT_EQ(heap.Allocations(), 1);
+    ICINFO info = {};
+    EXPECT_EQ(instance.Send(ICM_GETINFO, &info, sizeof(info)), LRESULT{sizeof(info)});
+    BITMAPINFOHEADER header = {};
+    header.biWidth = 320;
+    header.biHeight = 240;
+    header.biBitCount = 24;
+    EXPECT_EQ(instance.Send(ICM_COMPRESS_QUERY, &header, nullptr), ICERR_OK);
+    header.biCompression = kQivmCode;
+    EXPECT_EQ(instance.Send(ICM_DECOMPRESS_QUERY, &header, nullptr), ICERR_OK);
+    EXPECT_EQ(heap.Allocations(), 1);
+    EXPECT_EQ(threads.Started(), 0U);
+    EXPECT_EQ(events.Created(), 0);
+  }
+  EXPECT_EQ(heap.Outstanding(), 0);
+}
+
+struct DefaultCall {
+  int count = 0;
+  DWORD_PTR id = 0;
+  HDRVR driver = nullptr;
+  UINT message = 0;
+  LPARAM parameter1 = 0;
+  LPARAM parameter2 = 0;
+} g_defaultCall;
+
+LRESULT WINAPI RecordDefaultCall(DWORD_PTR id, HDRVR driver, UINT message, LPARAM parameter1,
+                                 LPARAM parameter2) {
+  g_defaultCall = {g_defaultCall.count + 1, id, driver, message, parameter1, parameter2};
+  return 4711;
+}
+
+TEST_F(DriverMessageTest, OtherDriverMessagesReachTheSystemsDefaultUnchanged) {
+  const ImportHook hook(driver_.Handle(), "DefDriverProc",
+                        reinterpret_cast<void*>(&RecordDefaultCall));
+  for (const UINT message :
+       std::initializer_list<UINT>{0U, UINT{DRV_EXITSESSION}, UINT{DRV_POWER}, 0x800U, 0x3FFFU}) {
+    for (const DWORD_PTR id : {DWORD_PTR{0}, DWORD_PTR{0xFFFFFFFF}, kConfigureOnlyId}) {
+      g_defaultCall = {};
+      EXPECT_EQ(driver_.Send(id, message, 11, 22), 4711);
+      EXPECT_EQ(g_defaultCall.count, 1);
+      EXPECT_EQ(g_defaultCall.id, id);
+      EXPECT_EQ(g_defaultCall.driver, DriverModule::HostHandle());
+      EXPECT_EQ(g_defaultCall.message, message);
+      EXPECT_EQ(g_defaultCall.parameter1, 11);
+      EXPECT_EQ(g_defaultCall.parameter2, 22);
+    }
+  }
+}
+
+TEST_F(DriverMessageTest, HandledMessagesDoNotReachTheSystemsDefault) {
+  const ImportHook hook(driver_.Handle(), "DefDriverProc",
+                        reinterpret_cast<void*>(&RecordDefaultCall));
+  g_defaultCall = {};
+  driver_.Send(0, DRV_LOAD);
+  driver_.Send(0, DRV_CLOSE);
+  driver_.Send(0, DRV_CONFIGURE);
+  driver_.Send(0, DRV_USER);
+  driver_.Send(0, ICM_GETINFO);
+  EXPECT_EQ(g_defaultCall.count, 0);
+}
+
+TEST_F(DriverMessageTest, TheLibraryCanBeUnloadedWithInstancesOpen) {
+  ASSERT_NE(driver_.Open(), 0U);
+  driver_.Reload();
+  const Instance instance(driver_);
+}
+
+TEST_F(DriverMessageTest, TheLibraryStaysWhileAContextIsOpen) {
+  const ProcessorCount processors(driver_.Handle(), 2);
+  const Instance instance(driver_);
+  BITMAPINFOHEADER bitmap = {};
+  bitmap.biWidth = 64;
+  bitmap.biHeight = 48;
+  bitmap.biBitCount = 24;
+  BITMAPINFOHEADER stream = bitmap;
+  stream.biCompression = kQivmCode;
+  const auto isLoadedBesidesTheTest = [&] {
+    FreeLibrary(driver_.Handle());
+    const bool loaded = GetModuleHandleA("qivm.dll") != nullptr;
+    return loaded && LoadLibraryA(DriverPath().c_str()) == driver_.Handle();
+  };
+  // The second begin replaces the first one's context, which must not count twice.
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(instance.Send(ICM_COMPRESS_BEGIN, &bitmap, &stream), ICERR_OK);
+    ASSERT_EQ(instance.Send(ICM_DECOMPRESS_BEGIN, &stream, &bitmap), ICERR_OK);
+  }
+  EXPECT_TRUE(isLoadedBesidesTheTest());
+  EXPECT_EQ(instance.Send(ICM_COMPRESS_END), ICERR_OK);
+  EXPECT_TRUE(isLoadedBesidesTheTest());
+  // That nothing holds the library in the end is checked when the test unloads it.
+}
+
+}  // namespace
+
+}  // namespace qivm::test

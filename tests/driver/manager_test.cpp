@@ -1,0 +1,210 @@
+#include <windows.h>
+
+#include <vfw.h>
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/driver/driver_module.h"
+#include "tests/driver/guarded_buffer.h"
+#include "tests/driver/pictures.h"
+
+namespace qivm::test {
+
+namespace {
+
+constexpr char kDriversKey[] = "Software\\Microsoft\\Windows NT\\CurrentVersion\\Drivers32";
+constexpr char kDriversValue[] = "vidc.QIVM";
+
+/// Registers the built driver with the compression manager, for its lifetime.
+class Registration {
+ public:
+  Registration() {
+    EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, kDriversKey, 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &key_, nullptr),
+              ERROR_SUCCESS);
+    char value[MAX_PATH] = {};
+    DWORD size = sizeof(value) - 1;
+    if (RegQueryValueExA(key_, kDriversValue, nullptr, nullptr, reinterpret_cast<BYTE*>(value),
+                         &size) == ERROR_SUCCESS) {
+      previous_ = value;
+    }
+    Set(DriverPath());
+  }
+  ~Registration() {
+    if (previous_) {
+      Set(*previous_);
+    } else {
+      RegDeleteValueA(key_, kDriversValue);
+    }
+    RegCloseKey(key_);
+  }
+  Registration(const Registration&) = delete;
+  Registration& operator=(const Registration&) = delete;
+
+ private:
+  void Set(const std::string& path) {
+    EXPECT_EQ(
+        RegSetValueExA(key_, kDriversValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
+                       static_cast<DWORD>(path.size() + 1)),
+        ERROR_SUCCESS);
+  }
+
+  HKEY key_ = nullptr;
+  std::optional<std::string> previous_;
+};
+
+/// The driver as hosts see it: through the compression manager alone.
+class ManagerTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    EXPECT_EQ(GetModuleHandleA("qivm.dll"), nullptr) << "the manager still has the driver loaded";
+  }
+
+  const Registration registration_;
+};
+
+/// A codec handle that is closed at the end of its scope.
+class OpenCodec {
+ public:
+  explicit OpenCodec(HIC handle) : handle_(handle) { EXPECT_NE(handle, nullptr); }
+  explicit OpenCodec(UINT mode) : OpenCodec(ICOpen(ICTYPE_VIDEO, kQivmCode, mode)) {}
+  ~OpenCodec() { EXPECT_EQ(ICClose(handle_), ICERR_OK); }
+  OpenCodec(const OpenCodec&) = delete;
+  OpenCodec& operator=(const OpenCodec&) = delete;
+  HIC Get() const { return handle_; }
+
+ private:
+  HIC handle_;
+};
+
+TEST_F(ManagerTest, TheDriverIsListed) {
+  ICINFO info = {};
+  info.dwSize = sizeof(info);
+  EXPECT_NE(ICInfo(ICTYPE_VIDEO, kQivmCode, &info), FALSE);
+  // The manager names it as it is registered.
+  DWORD code = info.fccHandler;
+  CharUpperBuffA(reinterpret_cast<char*>(&code), sizeof(code));
+  EXPECT_EQ(code, kQivmCode);
+}
+
+TEST_F(ManagerTest, InformationOfAnOpenCodec) {
+  const OpenCodec codec(ICMODE_COMPRESS);
+  ICINFO info = {};
+  EXPECT_NE(ICGetInfo(codec.Get(), &info, sizeof(info)), 0U);
+  EXPECT_EQ(info.fccHandler, kQivmCode);
+  EXPECT_STREQ(info.szName, L"QIVM");
+  EXPECT_STREQ(info.szDescription, L"Norvane MPEG2 I-frames");
+  EXPECT_NE(info.dwFlags & VIDCF_QUALITY, 0U);
+  EXPECT_EQ(ICGetDefaultQuality(codec.Get()), 8000U);
+  EXPECT_TRUE(ICQueryAbout(codec.Get()));
+  EXPECT_TRUE(ICQueryConfigure(codec.Get()));
+  EXPECT_EQ(ICGetStateSize(codec.Get()), 1096U);
+}
+
+TEST_F(ManagerTest, TheCodecIsFoundByItsStream) {
+  BITMAPINFOHEADER stream = CompressedHeader(320, 240);
+  const OpenCodec alone(ICLocate(ICTYPE_VIDEO, 0, &stream, nullptr, ICMODE_DECOMPRESS));
+  BITMAPINFOHEADER bitmap = Header(kRgb24, 320, 240);
+  const OpenCodec withOutput(
+      ICLocate(ICTYPE_VIDEO, kQivmCode, &stream, &bitmap, ICMODE_DECOMPRESS));
+}
+
+TEST_F(ManagerTest, TheCodecIsFoundForABitmap) {
+  BITMAPINFOHEADER bitmap = Header(kYuy2, 320, 240);
+  const OpenCodec codec(ICLocate(ICTYPE_VIDEO, kQivmCode, &bitmap, nullptr, ICMODE_COMPRESS));
+}
+
+/// Compresses through one handle and decompresses through another, as hosts do, and returns the
+/// picture.
+std::vector<std::uint8_t> RoundTrip(HIC compressor, HIC decompressor, BITMAPINFOHEADER bitmap,
+                                    GuardedBuffer& input) {
+  EXPECT_EQ(ICCompressQuery(compressor, &bitmap, nullptr), ICERR_OK);
+  const auto formatSize = static_cast<std::size_t>(ICCompressGetFormatSize(compressor, &bitmap));
+  EXPECT_EQ(formatSize, 252U);
+  std::vector<std::uint8_t> format(formatSize);
+  auto* const stream = reinterpret_cast<BITMAPINFOHEADER*>(format.data());
+  EXPECT_EQ(ICCompressGetFormat(compressor, &bitmap, stream), ICERR_OK);
+  EXPECT_EQ(ICCompressQuery(compressor, &bitmap, stream), ICERR_OK);
+  const auto largest = static_cast<std::size_t>(ICCompressGetSize(compressor, &bitmap, stream));
+  EXPECT_EQ(largest, static_cast<std::size_t>(bitmap.biWidth * bitmap.biHeight * 3));
+  GuardedBuffer output(largest);
+  EXPECT_EQ(ICCompressBegin(compressor, &bitmap, stream), ICERR_OK);
+  DWORD chunkId = 0;
+  DWORD flags = 0;
+  EXPECT_EQ(ICCompress(compressor, ICCOMPRESS_KEYFRAME, stream, output.Data(), &bitmap,
+                       input.Data(), &chunkId, &flags, 0, 0, 8000, nullptr, nullptr),
+            DWORD{ICERR_OK});
+  EXPECT_EQ(flags, DWORD{AVIIF_KEYFRAME});
+  EXPECT_EQ(ICCompressEnd(compressor), ICERR_OK);
+
+  EXPECT_EQ(ICDecompressQuery(decompressor, stream, nullptr), ICERR_OK);
+  BITMAPINFOHEADER suggested = {};
+  EXPECT_EQ(ICDecompressGetFormat(decompressor, stream, &suggested), ICERR_OK);
+  EXPECT_EQ(suggested.biBitCount, 32U);
+  EXPECT_EQ(ICDecompressQuery(decompressor, stream, &bitmap), ICERR_OK);
+  EXPECT_EQ(ICDecompressBegin(decompressor, stream, &bitmap), ICERR_OK);
+  GuardedBuffer frame(stream->biSizeImage);
+  frame.Fill(output.Bytes().first(stream->biSizeImage));
+  frame.Protect(PAGE_READONLY);
+  GuardedBuffer picture(BitmapBytes(bitmap));
+  EXPECT_EQ(ICDecompress(decompressor, 0, stream, frame.Data(), &bitmap, picture.Data()),
+            DWORD{ICERR_OK});
+  EXPECT_EQ(ICDecompressEnd(decompressor), ICERR_OK);
+  EXPECT_TRUE(output.GapsIntact());
+  EXPECT_TRUE(picture.GapsIntact());
+  return {picture.Data(), picture.Data() + picture.Size()};
+}
+
+class ManagerRoundTripTest : public ManagerTest,
+                             public ::testing::WithParamInterface<PixelFormat> {};
+
+INSTANTIATE_TEST_SUITE_P(Formats, ManagerRoundTripTest, ::testing::Values(kRgb24, kRgb32, kYuy2),
+                         PixelFormatName());
+
+TEST_P(ManagerRoundTripTest, PictureIsKept) {
+  const BITMAPINFOHEADER bitmap = Header(GetParam(), 720, 576);
+  const auto picture = MakePicture(bitmap);
+  GuardedBuffer input(picture.size());
+  input.Fill(picture);
+  input.Protect(PAGE_READONLY);
+  const OpenCodec compressor(ICMODE_COMPRESS);
+  const OpenCodec decompressor(ICMODE_DECOMPRESS);
+  const auto first = RoundTrip(compressor.Get(), decompressor.Get(), bitmap, input);
+  EXPECT_GT(Psnr(bitmap, picture, first), GetParam().compression == BI_RGB ? 32.0 : 40.0);
+  EXPECT_EQ(RoundTrip(compressor.Get(), decompressor.Get(), bitmap, input), first);
+  EXPECT_TRUE(std::ranges::equal(input.Bytes(), picture));
+}
+
+TEST(ManagerFunctionTest, AHostCanInstallTheEntryPointItself) {
+  const DriverModule driver;
+  ASSERT_NE(ICInstall(ICTYPE_VIDEO, kQivmCode, reinterpret_cast<LPARAM>(driver.Function()), nullptr,
+                      ICINSTALL_FUNCTION),
+            FALSE);
+  {
+    const BITMAPINFOHEADER bitmap = Header(kRgb24, 64, 48);
+    const auto picture = MakePicture(bitmap);
+    GuardedBuffer input(picture.size());
+    input.Fill(picture);
+    const OpenCodec codec(ICMODE_COMPRESS);
+    EXPECT_GT(Psnr(bitmap, picture, RoundTrip(codec.Get(), codec.Get(), bitmap, input)), 32.0);
+  }
+  EXPECT_NE(ICRemove(ICTYPE_VIDEO, kQivmCode, 0), FALSE);
+}
+
+TEST_F(ManagerTest, CodecsAreOpenedAndClosedManyTimes) {
+  for (int i = 0; i < 20; ++i) {
+    const OpenCodec codec(i % 2 == 0 ? ICMODE_COMPRESS : ICMODE_DECOMPRESS);
+    BITMAPINFOHEADER bitmap = Header(kRgb24, 320, 240);
+    if (i % 2 == 0) {
+      EXPECT_EQ(ICCompressQuery(codec.Get(), &bitmap, nullptr), ICERR_OK);
+    }
+  }
+}
+
+}  // namespace
+
+}  // namespace qivm::test

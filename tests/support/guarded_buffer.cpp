@@ -1,0 +1,82 @@
+#include "tests/support/guarded_buffer.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace qivm::test {
+
+namespace {
+
+#if defined(_WIN32)
+
+std::size_t PageSize() {
+  SYSTEM_INFO info = {};
+  GetSystemInfo(&info);
+  return info.dwPageSize;
+}
+std::uint8_t* Map(std::size_t size) {
+  return static_cast<std::uint8_t*>(
+      VirtualAlloc(nullptr, size, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS));
+}
+void Unmap(std::uint8_t* memory, std::size_t /*size*/) { VirtualFree(memory, 0, MEM_RELEASE); }
+bool Change(std::uint8_t* memory, std::size_t size, GuardedBuffer::Access access) {
+  DWORD protection = PAGE_NOACCESS;
+  if (access != GuardedBuffer::Access::none) {
+    protection = access == GuardedBuffer::Access::read ? PAGE_READONLY : PAGE_READWRITE;
+  }
+  DWORD before = 0;
+  return VirtualProtect(memory, size, protection, &before) != 0;
+}
+
+#else
+
+std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
+std::uint8_t* Map(std::size_t size) {
+  void* const memory = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return memory == MAP_FAILED ? nullptr : static_cast<std::uint8_t*>(memory);
+}
+void Unmap(std::uint8_t* memory, std::size_t size) { munmap(memory, size); }
+bool Change(std::uint8_t* memory, std::size_t size, GuardedBuffer::Access access) {
+  int protection = PROT_NONE;
+  if (access != GuardedBuffer::Access::none) {
+    protection = access == GuardedBuffer::Access::read ? PROT_READ : PROT_READ | PROT_WRITE;
+  }
+  return mprotect(memory, size, protection) == 0;
+}
+
+#endif
+
+}  // namespace
+
+GuardedBuffer::GuardedBuffer(std::size_t size) : size_(size) {
+  const std::size_t page = PageSize();
+  dataPages_ = std::max<std::size_t>(1, (size + page - 1) / page) * page;
+  pages_ = Map(dataPages_ + 2 * page);
+  if (pages_ == nullptr) {
+    std::abort();
+  }
+  data_ = pages_ + page + dataPages_ - size;
+  Protect(Access::readWrite);
+}
+
+GuardedBuffer::GuardedBuffer(std::span<const std::uint8_t> content)
+    : GuardedBuffer(content.size()) {
+  std::copy(content.begin(), content.end(), data_);
+}
+
+GuardedBuffer::~GuardedBuffer() { Unmap(pages_, dataPages_ + 2 * PageSize()); }
+
+void GuardedBuffer::Protect(Access access) {
+  if (!Change(pages_ + PageSize(), dataPages_, access)) {
+    std::abort();
+  }
+}
+
+}  // namespace qivm::test

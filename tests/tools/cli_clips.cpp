@@ -1,0 +1,79 @@
+#include "tests/tools/cli_clips.h"
+
+#include <windows.h>
+
+#include <vfw.h>
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <random>
+
+#include "tools/vfwtool/avi_writer.h"
+#include "tools/vfwtool/file_access.h"
+#include "tools/vfwtool/y4m.h"
+
+namespace qivm {
+
+std::vector<Picture> TestPictures(const FrameLayout& layout, std::size_t count) {
+  std::mt19937 random(layout.width + static_cast<unsigned>(layout.format));
+  std::vector<Picture> pictures(count, Picture(layout.FrameBytes()));
+  for (Picture& picture : pictures) {
+    for (std::uint8_t& byte : picture) {
+      byte = static_cast<std::uint8_t>(random() % 200);
+    }
+  }
+  return pictures;
+}
+
+void StoreY4m(const std::string& name, const ClipFormat& format,
+              const std::vector<Picture>& pictures) {
+  std::ofstream file = OpenOutput(name);
+  Y4mSink sink(file, name, format);
+  for (const Picture& picture : pictures) {
+    sink.Write(picture);
+  }
+  sink.Finish();
+}
+
+void StoreAvi(const std::string& name, const ClipFormat& format,
+              const std::vector<Picture>& pictures) {
+  AviSink sink(name, format);
+  for (const Picture& picture : pictures) {
+    sink.Write(picture);
+  }
+  sink.Finish();
+}
+
+ReadAvi LoadAvi(const std::string& name) {
+  ReadAvi avi;
+  AVIFileInit();
+  IAVIStream* stream = nullptr;
+  const HRESULT opened = AVIStreamOpenFromFileW(&stream, PathOf(name).c_str(), streamtypeVIDEO, 0,
+                                                OF_READ | OF_SHARE_DENY_WRITE, nullptr);
+  if (SUCCEEDED(opened)) {
+    AVISTREAMINFOW info{};
+    EXPECT_EQ(AVIStreamInfoW(stream, &info, sizeof(info)), S_OK);
+    avi.handler = info.fccHandler;
+    avi.rate = {info.dwRate, info.dwScale};
+    LONG bytes = 0;
+    EXPECT_EQ(AVIStreamReadFormat(stream, 0, nullptr, &bytes), S_OK);
+    avi.format.resize(static_cast<std::size_t>(bytes));
+    EXPECT_EQ(AVIStreamReadFormat(stream, 0, avi.format.data(), &bytes), S_OK);
+    for (LONG i = 0; i < static_cast<LONG>(info.dwLength); ++i) {
+      Picture frame(info.dwSuggestedBufferSize);
+      EXPECT_EQ(AVIStreamRead(stream, i, 1, frame.data(), static_cast<LONG>(frame.size()), &bytes,
+                              nullptr),
+                S_OK);
+      frame.resize(static_cast<std::size_t>(bytes));
+      avi.frames.push_back(frame);
+      avi.areKeyFrames.push_back(AVIStreamFindSample(stream, i, FIND_KEY | FIND_PREV) == i);
+    }
+    AVIStreamRelease(stream);
+  } else {
+    ADD_FAILURE() << name << " is not opened by AVIFile";
+  }
+  AVIFileExit();
+  return avi;
+}
+
+}  // namespace qivm

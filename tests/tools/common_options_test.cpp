@@ -1,0 +1,67 @@
+#include "tools/vfwtool/common_options.h"
+
+#include <array>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/tools/tool_errors.h"
+
+namespace qivm {
+namespace {
+
+constexpr std::array kOptions = {
+    OptionSpec{.name = "--codec", .value = "CODE", .help = "a code"},
+    OptionSpec{.name = "--format", .value = "NAME", .help = "a format"},
+    kJsonOption,
+    kQuietOption,
+};
+
+Arguments Parse(const std::vector<std::string>& words) { return {{}, kOptions, words}; }
+
+TEST(CommonOptions, NameFormatsAndCodes) {
+  EXPECT_EQ(PixelFormatArgument(Parse({"--format", "uyvy"}), "--format"), PixelFormat::kUyvy);
+  EXPECT_FALSE(PixelFormatArgument(Parse({}), "--format").has_value());
+  EXPECT_EQ(FourCcArgument(Parse({"--codec", "QIVM"}), "--codec"), MakeFourCc("QIVM"));
+  EXPECT_FALSE(FourCcArgument(Parse({}), "--codec").has_value());
+  EXPECT_EQ(MessageOf(ExitCode::kUsage,
+                      [] {
+                        PixelFormatArgument(Parse({"--format", "bgr"}), "--format");
+                      }),
+            "--format takes yuy2, uyvy, rgb24 or rgb32, not 'bgr'");
+  EXPECT_EQ(MessageOf(ExitCode::kUsage,
+                      [] {
+                        FourCcArgument(Parse({"--codec", "QIVM2"}), "--codec");
+                      }),
+            "--codec takes a code of up to four characters, not 'QIVM2'");
+}
+
+TEST(CommonOptions, ProgressDependsOnTheTerminal) {
+  std::stringstream stream;
+  const ToolStreams log{stream, stream, stream, false};
+  const ToolStreams terminal{stream, stream, stream, true};
+  EXPECT_EQ(ProgressStyle(Parse({}), log), Progress::Style::kLines);
+  EXPECT_EQ(ProgressStyle(Parse({}), terminal), Progress::Style::kTerminal);
+  EXPECT_EQ(ProgressStyle(Parse({"--quiet"}), terminal), Progress::Style::kSilent);
+}
+
+struct TestReport {
+  static std::string Text() { return "text\n"; }
+  static JsonObject Json() { return JsonObject().Integer("number", 1); }
+};
+
+TEST(CommonOptions, ChooseTheFormOfTheResult) {
+  const auto printed = [](const std::vector<std::string>& words) {
+    std::ostringstream stream;
+    PrintReport(TestReport(), Parse(words), stream);
+    return stream.str();
+  };
+  EXPECT_EQ(printed({}), "text\n");
+  EXPECT_EQ(printed({"--json"}), "{\n  \"number\": 1\n}\n");
+  EXPECT_EQ(printed({"-q"}), "");
+  EXPECT_EQ(printed({"-q", "--json"}), "{\n  \"number\": 1\n}\n");
+}
+
+}  // namespace
+}  // namespace qivm

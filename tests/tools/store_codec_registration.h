@@ -1,0 +1,14 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+namespace qivm {
+
+/// Registers the test codec with the compression manager for as long as the tests run.
+class StoreCodecRegistration final : public testing::Environment {
+ public:
+  void SetUp() override;
+  void TearDown() override;
+};
+
+}  // namespace qivm

@@ -1,0 +1,314 @@
+#include "ui/name_rules.h"
+
+#include <algorithm>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace qivm::ui {
+namespace {
+
+using Names = std::vector<std::string>;
+
+void UpperCase(char* text) {
+  for (; *text != '\0'; ++text) {
+    if (*text >= 'a' && *text <= 'z') {
+      *text = static_cast<char>(*text - 'a' + 'A');
+    }
+  }
+}
+
+const char* NextCharacter(const char* text) { return *text == '\0' ? text : text + 1; }
+
+/// As code page 932 has it: bytes from 0x81 to 0x9f begin a character of two bytes.
+const char* NextDoubleByteCharacter(const char* text) {
+  const auto byte = static_cast<unsigned char>(*text);
+  return NextCharacter(byte >= 0x81 && byte <= 0x9f ? NextCharacter(text) : text);
+}
+
+std::string UpperCased(std::string text) {
+  UpperCase(text.data());
+  return text;
+}
+
+/// A list as a sorted list box is one.
+class FakeList final : public NameList {
+ public:
+  FakeList() = default;
+  FakeList(const Names& names, int selection) {
+    for (const std::string& name : names) {
+      Add(name.c_str());
+    }
+    Select(selection);
+  }
+
+  int Count() const override { return static_cast<int>(items.size()); }
+  int Selected() const override { return selected; }
+  int Find(const char* name) const override {
+    const auto found = std::find_if(items.begin(), items.end(), [&](const std::string& item) {
+      return UpperCased(item) == UpperCased(name);
+    });
+    return found == items.end() ? kNone : static_cast<int>(found - items.begin());
+  }
+  bool Text(int index, std::span<char> text) const override {
+    if (index < 0 || index >= Count() || At(index).size() >= text.size()) {
+      return false;
+    }
+    std::memcpy(text.data(), At(index).c_str(), At(index).size() + 1);
+    return true;
+  }
+  int Add(const char* name) override {
+    const auto place = std::upper_bound(items.begin(), items.end(), std::string(name));
+    const auto index = place - items.begin();
+    items.insert(place, name);
+    return static_cast<int>(index);
+  }
+  void Delete(int index) override {
+    items.erase(items.begin() + index);
+    if (index == selected) {
+      selected = kNone;
+    }
+  }
+  void Select(int index) override { selected = index >= 0 && index < Count() ? index : kNone; }
+
+  Names items;
+  int selected = kNone;
+
+ private:
+  const std::string& At(int index) const { return items[static_cast<std::size_t>(index)]; }
+};
+
+/// That many names: "N00", "N01" and so on.
+Names NumberedNames(int count) {
+  Names names;
+  for (int i = 0; i < count; ++i) {
+    names.push_back({'N', static_cast<char>('0' + i / 10), static_cast<char>('0' + i % 10)});
+  }
+  return names;
+}
+
+TEST(CodeText, HasTheCodesCharacters) {
+  EXPECT_STREQ(CodeTextOf(kQivm).data(), "QIVM");
+  EXPECT_STREQ(CodeTextOf(MakeFourCC('m', 'p', '2', ' ')).data(), "mp2 ");
+  EXPECT_STREQ(CodeTextOf(MakeFourCC('\xfc', '\x80', '\xff', '!')).data(), "\xfc\x80\xff!");
+}
+
+TEST(CodeText, EndsAtANul) {
+  EXPECT_STREQ(CodeTextOf(kY16).data(), "Y16");
+  EXPECT_STREQ(CodeTextOf(MakeFourCC('\0', 'A', 'B', 'C')).data(), "");
+}
+
+TEST(CodeText, TurnsBackIntoTheCode) {
+  for (const FourCC code : {kQivm, kMmes, kY16, FourCC{0xff80fcU}, FourCC{0xffffffffU}}) {
+    EXPECT_EQ(CodeOf(CodeTextOf(code)), code);
+  }
+}
+
+TEST(CompleteCode, PadsAndUpperCases) {
+  EXPECT_STREQ(CompleteCode("mp2", UpperCase).data(), "MP2 ");
+  EXPECT_STREQ(CompleteCode("x", UpperCase).data(), "X   ");
+  EXPECT_STREQ(CompleteCode("", UpperCase).data(), "    ");
+  EXPECT_STREQ(CompleteCode("QivM", UpperCase).data(), "QIVM");
+}
+
+TEST(CompleteCode, TakesFourCharacters) {
+  EXPECT_STREQ(CompleteCode("abcdefgh", UpperCase).data(), "ABCD");
+}
+
+TEST(FileNameOf, IsWhatStandsBehindTheLastSeparator) {
+  EXPECT_STREQ(FileNameOf("C:\\Apps\\Editor.exe", NextCharacter), "Editor.exe");
+  EXPECT_STREQ(FileNameOf("C:/Apps/Editor.exe", NextCharacter), "Editor.exe");
+  EXPECT_STREQ(FileNameOf("C:Editor.exe", NextCharacter), "Editor.exe");
+  EXPECT_STREQ(FileNameOf("a\\b/c:d", NextCharacter), "d");
+  EXPECT_STREQ(FileNameOf("a:b\\c/d", NextCharacter), "d");
+  EXPECT_STREQ(FileNameOf("Editor.exe", NextCharacter), "Editor.exe");
+}
+
+TEST(FileNameOf, IsEmptyBehindASeparatorAtTheEnd) {
+  EXPECT_STREQ(FileNameOf("C:\\Apps\\", NextCharacter), "");
+  EXPECT_STREQ(FileNameOf("", NextCharacter), "");
+}
+
+TEST(FileNameOf, IsNotCutInsideACharacter) {
+  // The second byte of this character is that of a backslash.
+  EXPECT_STREQ(FileNameOf("C:\\\x95\x5c.exe", NextDoubleByteCharacter), "\x95\x5c.exe");
+}
+
+TEST(AddUnlessListed, AddsAndSelects) {
+  FakeList list({"A", "C"}, 0);
+  AddUnlessListed(list, "B");
+  EXPECT_EQ(list.items, (Names{"A", "B", "C"}));
+  EXPECT_EQ(list.selected, 1);
+}
+
+TEST(AddUnlessListed, LeavesAListThatHasTheNameAsItIs) {
+  FakeList list({"A", "B", "C"}, 0);
+  AddUnlessListed(list, "b");
+  EXPECT_EQ(list.items, (Names{"A", "B", "C"}));
+  EXPECT_EQ(list.selected, 0);
+}
+
+TEST(RemoveSelected, SelectsTheSuccessor) {
+  FakeList list({"A", "B", "C"}, 1);
+  RemoveSelected(list);
+  EXPECT_EQ(list.items, (Names{"A", "C"}));
+  EXPECT_EQ(list.selected, 1);
+}
+
+TEST(RemoveSelected, SelectsTheLastItemBehindTheLast) {
+  FakeList list({"A", "B", "C"}, 2);
+  RemoveSelected(list);
+  EXPECT_EQ(list.items, (Names{"A", "B"}));
+  EXPECT_EQ(list.selected, 1);
+}
+
+TEST(RemoveSelected, EmptiesAList) {
+  FakeList list({"A"}, 0);
+  RemoveSelected(list);
+  EXPECT_EQ(list.items, Names());
+  EXPECT_EQ(list.selected, NameList::kNone);
+}
+
+TEST(RemoveSelected, NeedsASelection) {
+  FakeList list({"A", "B"}, NameList::kNone);
+  RemoveSelected(list);
+  EXPECT_EQ(list.items, (Names{"A", "B"}));
+  EXPECT_EQ(list.selected, NameList::kNone);
+}
+
+TEST(DeleteSelected, SelectsTheSuccessor) {
+  FakeList list({"A", "B", "C"}, 0);
+  DeleteSelected(list);
+  EXPECT_EQ(list.items, (Names{"B", "C"}));
+  EXPECT_EQ(list.selected, 0);
+}
+
+TEST(DeleteSelected, SelectsNothingBehindTheLast) {
+  FakeList list({"A", "B", "C"}, 2);
+  DeleteSelected(list);
+  EXPECT_EQ(list.items, (Names{"A", "B"}));
+  EXPECT_EQ(list.selected, NameList::kNone);
+}
+
+TEST(DeleteSelected, NeedsASelection) {
+  FakeList list({"A", "B"}, NameList::kNone);
+  DeleteSelected(list);
+  EXPECT_EQ(list.items, (Names{"A", "B"}));
+}
+
+TEST(AddFileName, AddsWithoutSelecting) {
+  FakeList list({"B.EXE"}, NameList::kNone);
+  EXPECT_EQ(AddFileName(list, "A.EXE"), AddResult::added);
+  EXPECT_EQ(list.items, (Names{"A.EXE", "B.EXE"}));
+  EXPECT_EQ(list.selected, NameList::kNone);
+}
+
+TEST(AddFileName, RefusesAListedName) {
+  FakeList list({"A.EXE", "B.EXE"}, 0);
+  EXPECT_EQ(AddFileName(list, "B.EXE"), AddResult::listedAlready);
+  EXPECT_EQ(list.items, (Names{"A.EXE", "B.EXE"}));
+}
+
+TEST(AddFileName, TakesNamesAsTheyAre) {
+  FakeList list({"A.EXE"}, 0);
+  EXPECT_EQ(AddFileName(list, "a.exe"), AddResult::added);
+}
+
+TEST(AddFileName, KeepsTheListsLimit) {
+  FakeList list(NumberedNames(kMaxListItems - 1), 0);
+  EXPECT_EQ(AddFileName(list, "X"), AddResult::added);
+  EXPECT_EQ(AddFileName(list, "Y"), AddResult::listFull);
+  EXPECT_EQ(list.Count(), kMaxListItems);
+}
+
+TEST(AddFileName, SaysOfAFullListFirstThatItHasTheName) {
+  FakeList list(NumberedNames(kMaxListItems), 0);
+  EXPECT_EQ(AddFileName(list, "N15"), AddResult::listedAlready);
+  EXPECT_EQ(list.Count(), kMaxListItems);
+}
+
+TEST(Codes, AreListedInUpperCaseWithTheFirstSelected) {
+  constexpr std::array<FourCC, kMaxFourCCs> kCodes = {kQivm, 0, MakeFourCC('m', 'm', 'e', 's'),
+                                                      kY16};
+  FakeList list;
+  ListCodes(kCodes, list, UpperCase);
+  EXPECT_EQ(list.items, (Names{"MMES", "QIVM", "Y16"}));
+  EXPECT_EQ(list.selected, 0);
+}
+
+TEST(Codes, ComeBackInTheListsOrder) {
+  std::array<FourCC, kMaxFourCCs> codes;
+  codes.fill(kYuy2);
+  StoreCodes(FakeList({"QIVM", "MMES", "y16"}, 0), codes, UpperCase);
+  EXPECT_EQ(codes, (std::array<FourCC, kMaxFourCCs>{kMmes, kQivm, MakeFourCC('Y', '1', '6', ' ')}));
+}
+
+TEST(Codes, BecomeZeroWhenTheListIsEmpty) {
+  std::array<FourCC, kMaxFourCCs> codes;
+  codes.fill(kYuy2);
+  StoreCodes(FakeList(), codes, UpperCase);
+  EXPECT_EQ(codes, (std::array<FourCC, kMaxFourCCs>{}));
+}
+
+TEST(Codes, FillTheRecordAtMost) {
+  std::array<FourCC, kMaxFourCCs> codes = {};
+  StoreCodes(FakeList(NumberedNames(kMaxListItems + 1), 0), codes, UpperCase);
+  EXPECT_EQ(codes.front(), MakeFourCC('N', '0', '0', ' '));
+  EXPECT_EQ(codes.back(), MakeFourCC('N', '1', '5', ' '));
+}
+
+TEST(Applications, AreListedInUpperCaseWithTheFirstSelected) {
+  const std::array<std::array<char, kApplicationNameBytes>, kMaxApplications> names = {
+      {{"player.exe"}, {""}, {"Editor.exe"}}};
+  FakeList list;
+  ListApplications(names, list, UpperCase);
+  EXPECT_EQ(list.items, (Names{"EDITOR.EXE", "PLAYER.EXE"}));
+  EXPECT_EQ(list.selected, 0);
+}
+
+TEST(Applications, EndInsideTheirEntry) {
+  std::array<std::array<char, kApplicationNameBytes>, kMaxApplications> names = {};
+  names[0].fill('a');
+  names[1].fill('b');
+  FakeList list;
+  ListApplications(names, list, UpperCase);
+  EXPECT_EQ(list.items, (Names{std::string(63, 'A'), std::string(63, 'B')}));
+}
+
+TEST(Applications, ComeBackInTheListsOrder) {
+  std::array<std::array<char, kApplicationNameBytes>, kMaxApplications> names = {};
+  names.fill({"OLD.EXE"});
+  const std::string longest(63, 'X');
+  StoreNames(FakeList({longest, "A.EXE"}, 0), names);
+  EXPECT_STREQ(names[0].data(), "A.EXE");
+  EXPECT_STREQ(names[1].data(), longest.c_str());
+  for (std::size_t i = 2; i < names.size(); ++i) {
+    EXPECT_STREQ(names[i].data(), "") << i;
+  }
+}
+
+TEST(Applications, FillTheRecordAtMost) {
+  std::array<std::array<char, kApplicationNameBytes>, kMaxApplications> names = {};
+  StoreNames(FakeList(NumberedNames(kMaxListItems + 1), 0), names);
+  EXPECT_STREQ(names.back().data(), "N15");
+}
+
+TEST(DefectiveApps, AreListedUpToTheFirstEmptyEntry) {
+  const DefectiveAppList names = {{{"WMPLAYER.EXE"}, {"EDITOR.EXE"}, {""}, {"BEHIND.EXE"}}};
+  FakeList list;
+  ListDefectiveApps(names, list);
+  EXPECT_EQ(list.items, (Names{"EDITOR.EXE", "WMPLAYER.EXE"}));
+  EXPECT_EQ(list.selected, NameList::kNone);
+}
+
+TEST(DefectiveApps, FillTheWholeList) {
+  DefectiveAppList names = {};
+  StoreNames(FakeList(NumberedNames(kMaxListItems), 0), names);
+  FakeList list;
+  ListDefectiveApps(names, list);
+  EXPECT_EQ(list.items, NumberedNames(kMaxListItems));
+}
+
+}  // namespace
+}  // namespace qivm::ui

@@ -1,0 +1,103 @@
+#include "tools/vfwtool/avi_report.h"
+
+#include <cstdlib>
+
+#include "tools/vfwtool/pixel_format.h"
+#include "tools/vfwtool/text.h"
+
+namespace qivm {
+namespace {
+
+std::string CompressionText(FourCc compression) {
+  constexpr FourCc kBitFields = 3;
+  switch (compression) {
+    case 0:
+      return "none (BI_RGB)";
+    case kBitFields:
+      return "none (BI_BITFIELDS)";
+    default:
+      return FourCcText(compression);
+  }
+}
+
+std::string HandlerText(FourCc handler) { return handler == 0 ? "none" : FourCcText(handler); }
+
+}  // namespace
+
+JsonObject AviStreamReport::Json() const {
+  JsonObject json;
+  json.Text("type", FourCcText(type))
+      .Text("handler", HandlerText(handler))
+      .Integer("length", static_cast<std::int64_t>(length));
+  return json;
+}
+
+bool AviReport::IsCompressed() const {
+  constexpr FourCc kLastRgbCode = 3;  // BI_RGB, BI_RLE8, BI_RLE4 and BI_BITFIELDS are 0 to 3.
+  const bool isRgb = compression == 0 || compression == kLastRgbCode;
+  return !isRgb && !PixelFormatOf(compression, bits).has_value();
+}
+
+std::string AviReport::Text() const {
+  const double seconds = static_cast<double>(frames.Count()) / rate.PerSecond();
+  std::string text = Concat(file, ": AVI of ", ByteCountText(fileBytes), ", ",
+                            CountText(streams.size(), "stream"), "\n");
+  for (const AviStreamReport& stream : streams) {
+    text += Concat("  stream      ", FourCcText(stream.type), ", handler ",
+                   HandlerText(stream.handler), ", length ", stream.length, '\n');
+  }
+  text += Concat("  video       ", CountText(frames.Count(), "frame"), " at ", rate.Text(),
+                 " frames/s, ", FixedText(seconds, 3), " s\n");
+  text += Concat("  picture     ", width, 'x', std::abs(std::int64_t{height}), ", ", bits,
+                 " bits a pixel");
+  if (compression == 0) {
+    text += Concat(", rows from the ", height < 0 ? "top down" : "bottom up");
+  }
+  text += '\n';
+  text += Concat("  compression ", CompressionText(compression), ", format of ", formatBytes,
+                 " bytes\n");
+  text += "  codec       ";
+  if (codec) {
+    text += codec->Text();
+  } else if (IsCompressed()) {
+    text += "none installed that plays it";
+  } else {
+    text += "none needed";
+  }
+  text += Concat("\n  frames      ", ByteCountText(frames.Total()), ", ", frames.Text(), "\n");
+  text +=
+      Concat("  key frames  ", keyFrames, " of ", frames.Count(), ", ", emptyFrames, " empty\n");
+  return text;
+}
+
+JsonObject AviReport::Json() const {
+  std::vector<JsonObject> streamList;
+  for (const AviStreamReport& stream : streams) {
+    streamList.push_back(stream.Json());
+  }
+  JsonObject json;
+  json.Text("file", file)
+      .Integer("fileBytes", static_cast<std::int64_t>(fileBytes))
+      .List("streams", streamList)
+      .Integer("width", width)
+      .Integer("height", height)
+      .Integer("bitsPerPixel", bits)
+      .Text("compression", compression == 0 ? "BI_RGB" : FourCcText(compression))
+      .Text("handler", HandlerText(handler))
+      .Integer("formatBytes", formatBytes)
+      .Integer("rate", rate.numerator)
+      .Integer("scale", rate.denominator)
+      .Number("framesPerSecond", rate.PerSecond())
+      .Integer("frames", static_cast<std::int64_t>(frames.Count()))
+      .Integer("keyFrames", static_cast<std::int64_t>(keyFrames))
+      .Integer("emptyFrames", static_cast<std::int64_t>(emptyFrames))
+      .Object("frameBytes", frames.Json());
+  if (codec) {
+    json.Object("codec", codec->Json());
+  } else {
+    json.Null("codec");
+  }
+  return json;
+}
+
+}  // namespace qivm

@@ -1,0 +1,91 @@
+#include "tools/vfwtool/codec.h"
+
+#include <cstddef>
+#include <string_view>
+
+#include "tools/vfwtool/bitmap_format.h"
+#include "tools/vfwtool/text.h"
+#include "tools/vfwtool/tool_error.h"
+#include "tools/vfwtool/vfw_results.h"
+#include "tools/vfwtool/windows_text.h"
+
+namespace qivm {
+namespace {
+
+template <std::size_t kSize>
+std::string FieldText(const WCHAR (&field)[kSize]) {
+  return Utf8(std::wstring_view(field, wcsnlen(field, kSize)));
+}
+
+ICINFO AskCodec(HIC handle) {
+  ICINFO info{};
+  info.dwSize = sizeof(info);
+  ICGetInfo(handle, &info, sizeof(info));
+  return info;
+}
+
+}  // namespace
+
+Codec Codec::ForCompression(FourCc code) {
+  const HIC handle = ICOpen(ICTYPE_VIDEO, code, ICMODE_COMPRESS);
+  if (handle == nullptr) {
+    throw ToolError(ExitCode::kCodec, Concat("no codec with the code ", FourCcText(code),
+                                             " can be opened for compression (installed: ",
+                                             InstalledCodecs(), "). ", BitnessHint()));
+  }
+  return {handle, code};
+}
+
+std::optional<Codec> Codec::ForDecompression(FourCc handler, std::span<std::uint8_t> format) {
+  const FourCc code = handler != 0 ? handler : ReadBitmapFormat(format).compression;
+  const HIC handle = ICLocate(ICTYPE_VIDEO, code, HeaderOf(format), nullptr, ICMODE_DECOMPRESS);
+  if (handle == nullptr) {
+    return std::nullopt;
+  }
+  return Codec(handle, code);
+}
+
+CodecDescription Codec::Describe() const {
+  const ICINFO info = AskCodec(Handle());
+  CodecDescription description;
+  description.code = info.fccHandler != 0 ? info.fccHandler : code_;
+  description.name = FieldText(info.szName);
+  description.description = FieldText(info.szDescription);
+  // A codec does not know the file it was loaded from; the manager's list does.
+  ICINFO listed{};
+  listed.dwSize = sizeof(listed);
+  if (ICInfo(ICTYPE_VIDEO, description.code, &listed)) {
+    description.driver = FieldText(listed.szDriver);
+  }
+  return description;
+}
+
+bool Codec::TakesQuality() const { return (AskCodec(Handle()).dwFlags & VIDCF_QUALITY) != 0; }
+
+void ThrowCodecError(const std::string& what, LRESULT result, const std::string& advice) {
+  throw ToolError(ExitCode::kCodec,
+                  Concat(what, ": ", CodecResultText(static_cast<std::int32_t>(result)),
+                         advice.empty() ? "" : ". ", advice));
+}
+
+BITMAPINFOHEADER* HeaderOf(std::span<std::uint8_t> format) {
+  return reinterpret_cast<BITMAPINFOHEADER*>(format.data());
+}
+
+std::string InstalledCodecs() {
+  std::string codes;
+  ICINFO info{};
+  info.dwSize = sizeof(info);
+  for (DWORD i = 0; ICInfo(ICTYPE_VIDEO, i, &info); ++i) {
+    codes += Concat(codes.empty() ? "" : ", ", FourCcText(info.fccHandler));
+  }
+  return codes.empty() ? "none" : codes;
+}
+
+std::string BitnessHint() {
+  constexpr bool kIs64Bit = sizeof(void*) == 8;
+  return kIs64Bit ? "This is a 64-bit program, which sees 64-bit codecs only."
+                  : "This is a 32-bit program, which sees 32-bit codecs only.";
+}
+
+}  // namespace qivm

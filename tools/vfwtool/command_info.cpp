@@ -1,0 +1,75 @@
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/vfwtool/avi_reader.h"
+#include "tools/vfwtool/avi_report.h"
+#include "tools/vfwtool/bitmap_format.h"
+#include "tools/vfwtool/codec.h"
+#include "tools/vfwtool/command_table.h"
+#include "tools/vfwtool/common_options.h"
+#include "tools/vfwtool/file_access.h"
+
+namespace qivm {
+namespace {
+
+constexpr std::array kOperands = {
+    OperandSpec{"FILE.avi", "the AVI to look into"},
+};
+
+constexpr std::array kOptions = {kJsonOption};
+
+void CountFrames(const AviReader& reader, AviReport& report) {
+  for (std::uint32_t i = 0; i < reader.FrameCount(); ++i) {
+    const std::uint32_t bytes = reader.FrameBytes(i);
+    report.frames.Add(bytes);
+    report.emptyFrames += bytes == 0 ? 1U : 0U;
+    report.keyFrames += reader.IsKeyFrame(i) ? 1U : 0U;
+  }
+}
+
+void Run(const Arguments& arguments, const ToolStreams& streams) {
+  const std::string& file = arguments.Operand(0);
+  const AviReader reader(file);
+  const BitmapFormat bitmap = ReadBitmapFormat(reader.Format());
+  AviReport report{.file = file,
+                   .fileBytes = FileBytes(file).value_or(0),
+                   .streams = reader.Streams(),
+                   .width = bitmap.width,
+                   .height = bitmap.height,
+                   .bits = bitmap.bits,
+                   .compression = bitmap.compression,
+                   .handler = reader.Handler(),
+                   .formatBytes = static_cast<std::uint32_t>(reader.Format().size()),
+                   .rate = reader.Rate()};
+  CountFrames(reader, report);
+  if (report.IsCompressed()) {
+    std::vector<std::uint8_t> format = reader.Format();
+    const std::optional<Codec> codec = Codec::ForDecompression(report.handler, format);
+    if (codec) {
+      report.codec = codec->Describe();
+    }
+  }
+  PrintReport(report, arguments, streams.output);
+}
+
+}  // namespace
+
+constinit const Command kInfoCommand = {
+    .name = "info",
+    .summary = "tell what an AVI is, and which codec plays it",
+    .usage = "FILE.avi [options]",
+    .description =
+        "Prints the headers of an AVI, the sizes of the frames of its first video stream, and\n"
+        "the installed Video for Windows codec that would play it.",
+    .operands = kOperands,
+    .options = kOptions,
+    .examples =
+        "  vfwtool info clip.avi\n"
+        "  vfwtool info clip.avi --json",
+    .run = Run,
+};
+
+}  // namespace qivm

@@ -1,0 +1,149 @@
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/vfwtool/avi_reader.h"
+#include "tools/vfwtool/bitmap_format.h"
+#include "tools/vfwtool/clip_files.h"
+#include "tools/vfwtool/command_table.h"
+#include "tools/vfwtool/common_options.h"
+#include "tools/vfwtool/decompressor.h"
+#include "tools/vfwtool/file_access.h"
+#include "tools/vfwtool/progress.h"
+#include "tools/vfwtool/text.h"
+#include "tools/vfwtool/tool_error.h"
+#include "tools/vfwtool/transfer_report.h"
+
+namespace qivm {
+namespace {
+
+constexpr std::array kOperands = {
+    OperandSpec{"IN.avi", "the AVI to decompress"},
+};
+
+constexpr std::array kOptions = {
+    OptionSpec{.name = "--output",
+               .letter = "-o",
+               .value = "OUT",
+               .help = "where the pictures go: NAME.y4m (a 4:2:2 Y4M clip), NAME.avi (an\n"
+                       "uncompressed AVI), any name with --raw, or - for the standard output\n"
+                       "(Y4M, or raw with --raw); an existing file is replaced",
+               .required = true},
+    OptionSpec{.name = "--format",
+               .value = "NAME",
+               .help = "the format in which the codec gives the pictures: yuy2, uyvy, rgb24 or\n"
+                       "rgb32 (default: yuy2 for Y4M, else rgb32); Y4M takes yuy2 and uyvy"},
+    OptionSpec{.name = "--raw",
+               .help = "write the pixels alone: frame after frame, rows from the top down,\n"
+                       "without padding"},
+    kJsonOption,
+    kQuietOption,
+};
+
+ClipKind KindOfOutput(const Arguments& arguments, const std::string& output) {
+  if (arguments.Has("--raw")) {
+    return ClipKind::kRaw;
+  }
+  if (output == kStandardStream || HasExtension(output, ".y4m")) {
+    return ClipKind::kY4m;
+  }
+  if (HasExtension(output, ".avi")) {
+    return ClipKind::kAvi;
+  }
+  throw ToolError(
+      ExitCode::kUsage,
+      Concat("'", output, "' ends in neither .y4m nor .avi; use one of these, or --raw"));
+}
+
+PixelFormat FormatOfOutput(const Arguments& arguments, ClipKind kind) {
+  const std::optional<PixelFormat> asked = PixelFormatArgument(arguments, "--format");
+  if (kind != ClipKind::kY4m) {
+    return asked.value_or(PixelFormat::kRgb32);
+  }
+  if (asked && IsRgb(*asked)) {
+    throw ToolError(ExitCode::kUsage, Concat("a Y4M clip holds no RGB pictures; use --format yuy2 "
+                                             "or uyvy, or an AVI or --raw for ",
+                                             PixelFormatName(*asked)));
+  }
+  return asked.value_or(PixelFormat::kYuy2);
+}
+
+Codec FindCodec(AviReader& reader, std::vector<std::uint8_t>& format) {
+  std::optional<Codec> codec = Codec::ForDecompression(reader.Handler(), format);
+  if (!codec) {
+    throw ToolError(ExitCode::kCodec,
+                    Concat("no codec that is installed (", InstalledCodecs(),
+                           ") decompresses this AVI, which is of the code ",
+                           FourCcText(ReadBitmapFormat(format).compression), ". ", BitnessHint()));
+  }
+  return std::move(*codec);
+}
+
+void Run(const Arguments& arguments, const ToolStreams& streams) {
+  const std::string& input = arguments.Operand(0);
+  const std::string output = *arguments.Value("--output");
+  const ClipKind kind = KindOfOutput(arguments, output);
+  const PixelFormat format = FormatOfOutput(arguments, kind);
+  RequireDifferentFiles(input, output);
+
+  AviReader reader(input);
+  if (reader.FrameCount() == 0) {
+    throw ToolError(ExitCode::kInput, Concat(input, ": has no frames"));
+  }
+  std::vector<std::uint8_t> streamFormat = reader.Format();
+  Codec codec = FindCodec(reader, streamFormat);
+  Decompressor decompressor(std::move(codec), std::move(streamFormat), format);
+  const ClipFormat clipFormat{decompressor.Layout(), reader.Rate()};
+  const CreatedClip clip = CreateClip(output, kind, clipFormat, streams);
+  TransferReport report{.action = "played",
+                        .input = input,
+                        .output = output,
+                        .codec = decompressor.Description(),
+                        .format = clipFormat};
+  {
+    Stopwatch total;
+    Progress progress(streams.errors, ProgressStyle(arguments, streams), reader.FrameCount());
+    std::vector<std::uint8_t> picture(clipFormat.layout.FrameBytes());
+    for (std::uint32_t i = 0; i < reader.FrameCount(); ++i) {
+      const std::span<std::uint8_t> frame = reader.ReadFrame(i);
+      // An empty frame stands for the picture before it.
+      if (!frame.empty()) {
+        decompressor.Decompress(frame, reader.IsKeyFrame(i), picture);
+      }
+      clip.sink->Write(picture);
+      report.compressed.Add(frame.size());
+      progress.Update(report.compressed.Count(), total.SecondsSinceStart());
+    }
+    clip.sink->Finish();
+    report.totalSeconds = total.SecondsSinceStart();
+  }
+  report.codecSeconds = decompressor.CodecSeconds();
+  report.outputBytes = FileBytes(output);
+  PrintReport(report, arguments, output == kStandardStream ? streams.errors : streams.output);
+}
+
+}  // namespace
+
+constinit const Command kPlayCommand = {
+    .name = "play",
+    .summary = "decompress an AVI with an installed codec",
+    .usage = "IN.avi -o OUT [options]",
+    .description =
+        "Decompresses every frame of an AVI with the installed Video for Windows codec that takes\n"
+        "it, and writes the pictures as the codec gives them. With - as output, the result goes\n"
+        "to the standard error stream.",
+    .operands = kOperands,
+    .options = kOptions,
+    .examples =
+        "  vfwtool play clip.avi -o clip.y4m\n"
+        "  vfwtool play clip.avi -o plain.avi --format rgb24\n"
+        "  vfwtool play clip.avi -o - --raw --format uyvy | ffplay -f rawvideo "
+        "-pixel_format uyvy422\n"
+        "      -video_size 720x576 -",
+    .run = Run,
+};
+
+}  // namespace qivm

@@ -1,0 +1,16 @@
+#include "tools/vfwtool/command_table.h"
+
+#include <array>
+
+namespace qivm {
+
+std::span<const Command* const> AllCommands() {
+  static constexpr std::array kCommands = {
+      &kRecordCommand,
+      &kPlayCommand,
+      &kInfoCommand,
+  };
+  return kCommands;
+}
+
+}  // namespace qivm

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <ostream>
+#include <string_view>
+
+#include "tools/vfwtool/arguments.h"
+#include "tools/vfwtool/command.h"
+#include "tools/vfwtool/four_cc.h"
+#include "tools/vfwtool/json.h"
+#include "tools/vfwtool/pixel_format.h"
+#include "tools/vfwtool/progress.h"
+
+namespace qivm {
+
+// Options that mean the same in every command that has them.
+
+inline constexpr OptionSpec kJsonOption = {.name = "--json",
+                                           .help = "print the result as one JSON object"};
+inline constexpr OptionSpec kQuietOption = {
+    .name = "--quiet",
+    .letter = "-q",
+    .help = "print no progress, no remarks and, without --json, no result"};
+
+/// The value of an option that takes a pixel format; throws ToolError (kUsage) when it is none.
+std::optional<PixelFormat> PixelFormatArgument(const Arguments& arguments, std::string_view option);
+
+/// The value of an option that takes a codec's code; throws ToolError (kUsage) when it is none.
+std::optional<FourCc> FourCcArgument(const Arguments& arguments, std::string_view option);
+
+/// How a command with kQuietOption shows its progress.
+Progress::Style ProgressStyle(const Arguments& arguments, const ToolStreams& streams);
+
+/// Prints a result as kJsonOption and kQuietOption ask for: `report` has Text and Json.
+template <typename Report>
+void PrintReport(const Report& report, const Arguments& arguments, std::ostream& stream) {
+  if (arguments.Has(kJsonOption.name)) {
+    stream << report.Json().Print() << '\n';
+  } else if (!arguments.Has(kQuietOption.name)) {
+    stream << report.Text();
+  }
+}
+
+}  // namespace qivm

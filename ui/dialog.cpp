@@ -1,0 +1,17 @@
+#include "ui/dialog.h"
+
+#include "settings/module_handle.h"
+
+namespace qivm::ui {
+
+std::string_view LoadText(UINT id, std::span<char> text) {
+  text[0] = '\0';
+  const int length = LoadStringA(ModuleHandle(), id, text.data(), static_cast<int>(text.size()));
+  return {text.data(), static_cast<std::size_t>(length)};
+}
+
+void UpperCase(char* text) { CharUpperA(text); }
+
+const char* NextCharacter(const char* text) { return CharNextA(text); }
+
+}  // namespace qivm::ui
