@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "bench/frame_codec.h"
+#include "benchmarks/frame_codec.h"
 #include "decoder/decompressor_context.h"
 #include "encoder/compressor_context.h"
 

@@ -1,4 +1,4 @@
-#include "bench/frame_task.h"
+#include "benchmarks/frame_task.h"
 
 #include <array>
 #include <cstdlib>

@@ -16,7 +16,7 @@ extern "C" {
 #include <stdexcept>
 #include <string>
 
-#include "bench/frame_codec.h"
+#include "benchmarks/frame_codec.h"
 #include "encoder/quality.h"
 
 namespace qivm::bench {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <span>
 
-#include "bench/frame_task.h"
+#include "benchmarks/frame_task.h"
 
 namespace qivm::bench {
 

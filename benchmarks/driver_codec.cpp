@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "bench/frame_codec.h"
+#include "benchmarks/frame_codec.h"
 
 namespace qivm::bench {
 

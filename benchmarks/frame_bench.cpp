@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/frame_codec.h"
+#include "benchmarks/frame_codec.h"
 #include "tests/interop/elementary_stream.h"
 
 namespace qivm::bench {
