@@ -73,6 +73,9 @@ bool DecompressorContext::DecodeFrame(const DecompressFrame& frame) {
 }
 
 bool DecompressorContext::DecodeFrameShifted(const DecompressFrame& frame) {
+  if (frame.outputFormat == nullptr) {
+    return false;
+  }
   ClientBitmap bitmap;
   if (!bitmap.SetFormat(*frame.outputFormat) || bitmap.Bytes() > frameBuffer_.Bytes().size()) {
     return true;
@@ -128,11 +131,14 @@ DecompressorContext::Outcome DecompressorContext::DecodeInto(const DecompressFra
 }
 
 bool DecompressorContext::Prepare(const DecompressFrame& frame, void* pixels) {
+  if (frame.inputFormat == nullptr) {
+    platform::RaiseFault();
+  }
   const std::size_t size = frame.inputFormat->biSizeImage;
   if (size == 0) {
     return false;
   }
-  if (frame.input == nullptr || pixels == nullptr || frame.output == nullptr) {
+  if (frame.input == nullptr || frame.outputFormat == nullptr || frame.output == nullptr) {
     platform::RaiseFault();
   }
   MacroblockRecord& record = *main_.record;

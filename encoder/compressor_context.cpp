@@ -95,10 +95,13 @@ bool CompressorContext::EncodeFrameShifted(const CompressFrame& frame) {
 }
 
 void CompressorContext::CheckFrame(const CompressFrame& frame) const {
+  if (frame.inputFormat == nullptr || frame.input == nullptr || frame.outputFormat == nullptr ||
+      frame.output == nullptr) {
+    platform::RaiseFault();
+  }
   // A frame in another format than the begun one would be read beyond its end.
   const BitmapInfoHeader& input = *frame.inputFormat;
-  if (frame.input == nullptr || frame.output == nullptr || frame.outputFormat == nullptr ||
-      input.biWidth != inputFormat_.biWidth || input.biHeight != inputFormat_.biHeight ||
+  if (input.biWidth != inputFormat_.biWidth || input.biHeight != inputFormat_.biHeight ||
       input.biBitCount != inputFormat_.biBitCount ||
       input.biCompression != inputFormat_.biCompression) {
     platform::RaiseFault();
