@@ -7,6 +7,14 @@
 
 namespace qivm {
 
+namespace {
+
+/// More than any stream's pictures can take in the widest format. Without a bound a 64-bit system
+/// looks for room for an absurd size a long time before it refuses.
+constexpr std::size_t kLargestFrameBytes = 0x7FFFFFFF;
+
+}  // namespace
+
 bool DecompressorContext::ThreadState::Create(CpuClass cpuClass) {
   record.reset(new MacroblockRecord);
   decoder.reset(new PictureDecoder(cpuClass));
@@ -28,8 +36,8 @@ bool DecompressorContext::Begin(const BitmapInfoHeader& outputFormat, const Proc
   BitmapInfoHeader largest = outputFormat;
   largest.biBitCount = 32;
   ClientBitmap bitmap;
-  if (!bitmap.SetFormat(largest) || !frameBuffer_.Allocate(bitmap.Bytes()) ||
-      !main_.Create(processor.cpuClass)) {
+  if (!bitmap.SetFormat(largest) || bitmap.Bytes() > kLargestFrameBytes ||
+      !frameBuffer_.Allocate(bitmap.Bytes()) || !main_.Create(processor.cpuClass)) {
     return false;
   }
   kernels_.reset(new DecoderTransformTable);

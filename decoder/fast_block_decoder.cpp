@@ -17,7 +17,7 @@ namespace {
 
 /// A DC code and 64 escapes, the most that a block of any bits can consume.
 constexpr std::size_t kLongestBlockBytes =
-    (kDcSizeIndexBits + mpeg2::kDctDcSizes + 64 * mpeg2::kEscapeTotalBits) / 8 + 1;
+    (kDcSizeIndexBits + mpeg2::kDctDcSizes + std::size_t{64} * mpeg2::kEscapeTotalBits) / 8 + 1;
 
 /// Puts (QF * W * quantiser_scale * 2) / 32, toward zero, into its place (7.4.2.3).
 void Store(std::int16_t* block, ScanStep step, std::int32_t level) {

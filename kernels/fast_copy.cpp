@@ -98,11 +98,11 @@ void BindAndCopy(void* destination, const void* source, std::size_t byteCount);
 
 // The routine of this processor, once a copy has been made. Threads that find it out at the same
 // time store the same.
-std::atomic<CopyFunction> boundCopy = &BindAndCopy;
+std::atomic<CopyFunction> g_boundCopy = &BindAndCopy;
 
 void BindAndCopy(void* destination, const void* source, std::size_t byteCount) {
   const CopyFunction copy = CopyFor(DetectCpuClass());
-  boundCopy.store(copy, std::memory_order_relaxed);
+  g_boundCopy.store(copy, std::memory_order_relaxed);
   copy(destination, source, byteCount);
 }
 
@@ -128,8 +128,8 @@ CopyFunction CopyFor(CpuClass cpuClass) {
 }
 
 void FastCopy(void* destination, const void* source, std::size_t byteCount) {
-  auto copy = [=] { boundCopy.load(std::memory_order_relaxed)(destination, source, byteCount); };
-  if (!platform::RunGuarded(copy) && boundCopy.load(std::memory_order_relaxed) != &PlainCopy) {
+  auto copy = [=] { g_boundCopy.load(std::memory_order_relaxed)(destination, source, byteCount); };
+  if (!platform::RunGuarded(copy) && g_boundCopy.load(std::memory_order_relaxed) != &PlainCopy) {
     ClearMmxState();
   }
 }

@@ -26,7 +26,7 @@ namespace sse2 {
   for (int index = 0; index < record.blockCount; ++index) {
     const auto* const rows = reinterpret_cast<const __m128i*>(record.Block(index).data());
     std::uint64_t zeros = 0;
-    for (int pair = 0; pair < 4; ++pair) {
+    for (std::size_t pair = 0; pair < 4; ++pair) {
       // Saturation keeps every level but zero from becoming zero.
       const __m128i bytes =
           _mm_packs_epi16(_mm_load_si128(rows + 2 * pair), _mm_load_si128(rows + 2 * pair + 1));

@@ -154,8 +154,9 @@ INT_PTR CALLBACK EditorProcedure(HWND dialog, UINT message, WPARAM wParam, LPARA
     SettingsEditor(dialog, *reinterpret_cast<CodecSettings*>(lParam)).Show();
     return TRUE;
   }
-  if (message == WM_COMMAND) {
-    auto* const settings = reinterpret_cast<CodecSettings*>(GetWindowLongPtrA(dialog, DWLP_USER));
+  auto* const settings = reinterpret_cast<CodecSettings*>(GetWindowLongPtrA(dialog, DWLP_USER));
+  // Null while the controls are created, which may notify the dialog already.
+  if (message == WM_COMMAND && settings != nullptr) {
     return SettingsEditor(dialog, *settings).OnCommand(LOWORD(wParam));
   }
   return FALSE;

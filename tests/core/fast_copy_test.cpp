@@ -97,7 +97,7 @@ TEST(FastCopy, FaultEndsTheCopyOnly) {
   const GuardedBuffer destination(20000);
   source.Protect(GuardedBuffer::Access::none);
   FastCopy(destination.Data(), source.Data(), 20000);
-  FastCopy(nullptr, destination.Data(), 20000);
+  FastCopy(source.Data(), destination.Data(), 20000);
   source.Protect(GuardedBuffer::Access::readWrite);
   FastCopy(destination.Data(), source.Data(), 20000);
   EXPECT_TRUE(

@@ -1,5 +1,7 @@
 #include "tests/driver/frame_calls.h"
 
+#include <tuple>
+
 namespace qivm::test {
 
 namespace {
@@ -42,6 +44,23 @@ DecompressCall::DecompressCall(const BITMAPINFOHEADER& outputFormat,
   request.lpInput = input.Data();
   request.lpbiOutput = &outputHeader;
   request.lpOutput = output.Data();
+}
+
+bool SameRequest(const ICCOMPRESS& a, const ICCOMPRESS& b) {
+  const auto fields = [](const ICCOMPRESS& request) {
+    return std::tie(request.dwFlags, request.lpbiOutput, request.lpOutput, request.lpbiInput,
+                    request.lpInput, request.lpckid, request.lpdwFlags, request.lFrameNum,
+                    request.dwFrameSize, request.dwQuality, request.lpbiPrev, request.lpPrev);
+  };
+  return fields(a) == fields(b);
+}
+
+bool SameRequest(const ICDECOMPRESS& a, const ICDECOMPRESS& b) {
+  const auto fields = [](const ICDECOMPRESS& request) {
+    return std::tie(request.dwFlags, request.lpbiInput, request.lpInput, request.lpbiOutput,
+                    request.lpOutput, request.ckid);
+  };
+  return fields(a) == fields(b);
 }
 
 LRESULT BeginCompress(const Instance& instance, const BITMAPINFOHEADER& bitmap) {

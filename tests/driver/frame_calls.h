@@ -54,6 +54,10 @@ class DecompressCall {
   }
 };
 
+/// Whether two requests are the same in every field.
+bool SameRequest(const ICCOMPRESS& a, const ICCOMPRESS& b);
+bool SameRequest(const ICDECOMPRESS& a, const ICDECOMPRESS& b);
+
 /// Begins compression or decompression between a bitmap format and the codec's own.
 LRESULT BeginCompress(const Instance& instance, const BITMAPINFOHEADER& bitmap);
 LRESULT BeginDecompress(const Instance& instance, const BITMAPINFOHEADER& bitmap);

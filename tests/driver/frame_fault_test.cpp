@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,7 +43,7 @@ class FrameFaultTest : public DriverTest, public ::testing::WithParamInterface<D
   }
 
   const BITMAPINFOHEADER header_ = Header(kRgb24, 128, 96);
-  const std::size_t rowBytes_ = 128 * 3;
+  const std::size_t rowBytes_ = std::size_t{128} * 3;
   const ProcessorCount processors_{driver_.Handle(), GetParam()};
   std::vector<std::uint8_t> picture_;
   std::vector<std::uint8_t> frame_;
@@ -203,12 +202,12 @@ TEST_P(FrameFaultTest, ChangedFieldsToo) {
   compress.request.lpInput = unreadable.Data();
   const ICCOMPRESS compressRequest = compress.request;
   ExpectCompressFault(compress);
-  EXPECT_EQ(std::memcmp(&compress.request, &compressRequest, sizeof(compressRequest)), 0);
+  EXPECT_TRUE(SameRequest(compress.request, compressRequest));
   DecompressCall decompress(header_, frame_);
   decompress.request.lpOutput = unreadable.Data();
   const ICDECOMPRESS decompressRequest = decompress.request;
   ExpectDecompressFault(decompress);
-  EXPECT_EQ(std::memcmp(&decompress.request, &decompressRequest, sizeof(decompressRequest)), 0);
+  EXPECT_TRUE(SameRequest(decompress.request, decompressRequest));
 }
 
 }  // namespace

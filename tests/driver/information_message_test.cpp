@@ -25,7 +25,7 @@ State StateOf(const Instance& instance) {
 }
 
 std::string ApplicationOf(const State& state, std::size_t index) {
-  return reinterpret_cast<const char*>(state.data()) + 4 * 18 + 64 * index;
+  return reinterpret_cast<const char*>(state.data() + 18 + 16 * index);
 }
 
 TEST_F(InformationMessageTest, InfoSizes) {

@@ -33,9 +33,10 @@ Sample YuvSampleAt(LONG x, LONG y, unsigned seed) {
           Clip(128.0 + 50.0 * std::sin(x / 41.0 + seed))};
 }
 
-void WriteRgbRow(const BITMAPINFOHEADER& header, LONG y, unsigned seed, std::uint8_t* row) {
-  const int step = header.biBitCount / 8;
-  for (LONG x = 0; x < header.biWidth; ++x, row += step) {
+void WriteRgbRow(const BITMAPINFOHEADER& header, LONG y, unsigned seed,
+                 std::span<std::uint8_t> row) {
+  const std::size_t step = header.biBitCount / 8U;
+  for (LONG x = 0; x < header.biWidth; ++x, row = row.subspan(step)) {
     const Sample sample = SampleAt(x, y, seed);
     row[0] = sample.third;
     row[1] = sample.second;
@@ -47,31 +48,32 @@ void WriteRgbRow(const BITMAPINFOHEADER& header, LONG y, unsigned seed, std::uin
 }
 
 /// Two pixels in four bytes, or 16 pixels in groups with a gap behind the luminance.
-void WriteYuvRow(const BITMAPINFOHEADER& header, LONG y, unsigned seed, std::uint8_t* row) {
-  const LONG groupBytes = 16 * header.biBitCount / 8;
+void WriteYuvRow(const BITMAPINFOHEADER& header, LONG y, unsigned seed,
+                 std::span<std::uint8_t> row) {
+  const std::size_t groupBytes = 2 * std::size_t{header.biBitCount};
   for (LONG x = 0; x < header.biWidth; ++x) {
     const Sample sample = YuvSampleAt(x, y, seed);
     const Sample left = YuvSampleAt(x & ~1L, y, seed);
-    const std::uint8_t chrominance = x % 2 == 0 ? left.second : left.third;
+    const bool isLeft = x % 2 == 0;
+    const std::uint8_t chrominance = isLeft ? left.second : left.third;
+    const auto column = static_cast<std::size_t>(x);
     switch (header.biCompression) {
       case kYuy2Code:
-        row[2 * x] = sample.first;
-        row[2 * x + 1] = chrominance;
+        row[2 * column] = sample.first;
+        row[2 * column + 1] = chrominance;
         break;
       case kUyvyCode:
-        row[2 * x + 1] = sample.first;
-        row[2 * x] = chrominance;
+        row[2 * column + 1] = sample.first;
+        row[2 * column] = chrominance;
         break;
       case kYvyuCode:
-        row[2 * x] = sample.first;
-        row[2 * x + 1] = x % 2 == 0 ? left.third : left.second;
+        row[2 * column] = sample.first;
+        row[2 * column + 1] = isLeft ? left.third : left.second;
         break;
       default: {
-        const LONG inGroup = x % 16;
-        std::uint8_t* const group = row + x / 16 * groupBytes;
-        const LONG chrominanceAt = groupBytes - 16 + (x % 2 == 0 ? 0 : 8) + inGroup / 2;
-        group[inGroup] = sample.first;
-        group[chrominanceAt] = chrominance;
+        const auto group = row.subspan(column / 16 * groupBytes, groupBytes);
+        group[column % 16] = sample.first;
+        group[groupBytes - (isLeft ? 16 : 8) + column % 16 / 2] = chrominance;
         break;
       }
     }
@@ -107,7 +109,8 @@ std::vector<std::uint8_t> MakePicture(const BITMAPINFOHEADER& header, unsigned s
   for (LONG y = 0; y < header.biHeight; ++y) {
     const bool bottomUp = header.biCompression == BI_RGB;
     const LONG line = bottomUp ? header.biHeight - 1 - y : y;
-    std::uint8_t* const row = picture.data() + static_cast<std::size_t>(line) * rowBytes;
+    const auto row =
+        std::span(picture).subspan(static_cast<std::size_t>(line) * rowBytes, rowBytes);
     if (bottomUp) {
       WriteRgbRow(header, y, seed, row);
     } else {
