@@ -6,6 +6,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 #endif
+#if defined(__clang__) && !defined(_WIN32)
+#include <sanitizer/asan_interface.h>
+#endif
 
 #include <algorithm>
 #include <cstdlib>
@@ -40,7 +43,14 @@ bool Change(std::uint8_t* memory, std::size_t size, GuardedBuffer::Access access
 std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
 std::uint8_t* Map(std::size_t size) {
   void* const memory = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  return memory == MAP_FAILED ? nullptr : static_cast<std::uint8_t*>(memory);
+  if (memory == MAP_FAILED) {
+    return nullptr;
+  }
+#if defined(ASAN_UNPOISON_MEMORY_REGION)
+  // What the sanitizer knew of the stack of a thread that has ended is not true of new pages there.
+  ASAN_UNPOISON_MEMORY_REGION(memory, size);
+#endif
+  return static_cast<std::uint8_t*>(memory);
 }
 void Unmap(std::uint8_t* memory, std::size_t size) { munmap(memory, size); }
 bool Change(std::uint8_t* memory, std::size_t size, GuardedBuffer::Access access) {
@@ -58,7 +68,7 @@ bool Change(std::uint8_t* memory, std::size_t size, GuardedBuffer::Access access
 GuardedBuffer::GuardedBuffer(std::size_t size) : size_(size) {
   const std::size_t page = PageSize();
   dataPages_ = std::max<std::size_t>(1, (size + page - 1) / page) * page;
-  pages_ = Map(dataPages_ + 2 * page);
+  pages_ = Map(MappedBytes());
   if (pages_ == nullptr) {
     std::abort();
   }
@@ -71,7 +81,13 @@ GuardedBuffer::GuardedBuffer(std::span<const std::uint8_t> content)
   std::copy(content.begin(), content.end(), data_);
 }
 
-GuardedBuffer::~GuardedBuffer() { Unmap(pages_, dataPages_ + 2 * PageSize()); }
+GuardedBuffer::~GuardedBuffer() { Unmap(pages_, MappedBytes()); }
+
+std::size_t GuardedBuffer::MappedBytes() const {
+  // A page before the data; behind it as many as there is data, and one: code that takes the buffer
+  // for twice its size still meets nothing but guards.
+  return 2 * dataPages_ + 2 * PageSize();
+}
 
 void GuardedBuffer::Protect(Access access) {
   if (!Change(pages_ + PageSize(), dataPages_, access)) {

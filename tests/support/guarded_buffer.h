@@ -25,6 +25,8 @@ class GuardedBuffer {
   void Protect(Access access);
 
  private:
+  std::size_t MappedBytes() const;
+
   std::size_t size_;
   std::size_t dataPages_;  // bytes of the pages between the guards
   std::uint8_t* pages_ = nullptr;

@@ -27,6 +27,26 @@ std::vector<Window> VisibleDialogs(DWORD threadId) {
   return dialogs;
 }
 
+/// Whether a dialog of the owner's is not destroyed yet. One that is ended enables its owner a
+/// moment before the call that showed it returns; a command that the owner gets in between would
+/// overtake what that call's caller still has to do.
+bool OwnsDialog(DWORD threadId, const Window& owner) {
+  struct Search {
+    HWND owner;
+    bool found;
+  } search = {owner.Handle(), false};
+  EnumThreadWindows(
+      threadId,
+      [](HWND handle, LPARAM argument) -> BOOL {
+        auto& wanted = *reinterpret_cast<Search*>(argument);
+        wanted.found = wanted.found || (GetWindow(handle, GW_OWNER) == wanted.owner &&
+                                        Window(handle).ClassName() == kDialogClass);
+        return TRUE;
+      },
+      reinterpret_cast<LPARAM>(&search));
+  return search.found;
+}
+
 }  // namespace
 
 ModalCall::ModalCall(Function function)
@@ -73,7 +93,7 @@ Window ModalCall::Dialog(const std::string& title) const {
   Window found;
   WaitUntil("the dialog '" + title + "'", [&] {
     for (const Window& dialog : VisibleDialogs(threadId_)) {
-      if (dialog.Enabled() && dialog.Text() == title) {
+      if (dialog.Enabled() && dialog.Text() == title && !OwnsDialog(threadId_, dialog)) {
         found = dialog;
       }
     }
