@@ -27,23 +27,24 @@ std::vector<Window> VisibleDialogs(DWORD threadId) {
   return dialogs;
 }
 
+struct OwnedDialogSearch {
+  HWND owner;
+  bool found;
+};
+
+BOOL CALLBACK FindOwnedDialog(HWND handle, LPARAM argument) {
+  auto& search = *reinterpret_cast<OwnedDialogSearch*>(argument);
+  search.found = search.found || (GetWindow(handle, GW_OWNER) == search.owner &&
+                                  Window(handle).ClassName() == kDialogClass);
+  return TRUE;
+}
+
 /// Whether a dialog of the owner's is not destroyed yet. One that is ended enables its owner a
 /// moment before the call that showed it returns; a command that the owner gets in between would
 /// overtake what that call's caller still has to do.
 bool OwnsDialog(DWORD threadId, const Window& owner) {
-  struct Search {
-    HWND owner;
-    bool found;
-  } search = {owner.Handle(), false};
-  EnumThreadWindows(
-      threadId,
-      [](HWND handle, LPARAM argument) -> BOOL {
-        auto& wanted = *reinterpret_cast<Search*>(argument);
-        wanted.found = wanted.found || (GetWindow(handle, GW_OWNER) == wanted.owner &&
-                                        Window(handle).ClassName() == kDialogClass);
-        return TRUE;
-      },
-      reinterpret_cast<LPARAM>(&search));
+  OwnedDialogSearch search = {owner.Handle(), false};
+  EnumThreadWindows(threadId, FindOwnedDialog, reinterpret_cast<LPARAM>(&search));
   return search.found;
 }
 
