@@ -58,7 +58,7 @@ TEST_F(BrowseTest, AppendsTheExtensionOfApplications) {
 TEST_F(BrowseTest, TakesANameThatIsLongerThanAnEntry) {
   const std::string name(80, 'a');
   Browse().Choose(folder_.MakeFile(name + ".exe"));
-  WaitForEdit(std::string(80, 'A') + ".EXE");
+  WaitForEdit(std::string(80, 'A').append(".EXE"));
   editor_.Click(IDC_APP_ADD);
   EXPECT_EQ(editor_.Items(IDC_APP_LIST).front(), std::string(63, 'A'));
 }
