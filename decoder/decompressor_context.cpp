@@ -41,13 +41,13 @@ bool DecompressorContext::Begin(const BitmapInfoHeader& outputFormat, const Proc
     return false;
   }
   kernels_.reset(new DecoderTransformTable);
-  if (kernels_ == nullptr || !kernels_->Setup(processor.cpuClass)) {
+  if (kernels_ == nullptr || !kernels_->Setup(processor)) {
     return false;
   }
   if (outputFormat.biCompression == kBiRgb) {
-    converter_.reset(new RgbOutputConverter(processor.cpuClass));
+    converter_.reset(new RgbOutputConverter(processor));
   } else {
-    converter_.reset(new PackedYuvOutputConverter(processor.cpuClass));
+    converter_.reset(new PackedYuvOutputConverter(processor));
   }
   if (converter_ == nullptr || !converter_->Init(outputFormat, nullptr)) {
     return false;

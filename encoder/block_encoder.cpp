@@ -17,9 +17,9 @@ constexpr unsigned kRoomForDc = 33;
 
 }  // namespace
 
-BlockEncoder::BlockEncoder(CpuClass cpuClass) {
-  if (cpuClass != CpuClass::plain) {
-    levelMask_ = KernelsFor(cpuClass).levelMask;
+BlockEncoder::BlockEncoder(const Processor& processor) {
+  if (processor.cpuClass != CpuClass::plain) {
+    levelMask_ = KernelsFor(processor).levelMask;
   }
 }
 

@@ -17,7 +17,7 @@ namespace qivm {
 class BlockEncoder : public HeapObject {
  public:
   /// Every class but the plain one codes blocks in the fast form, with the same bits.
-  explicit BlockEncoder(CpuClass cpuClass = CpuClass::plain);
+  explicit BlockEncoder(const Processor& processor = {});
 
   /// The largest picture that the headers can describe without extensions of the slice start code.
   static constexpr int kMaxSize = 2048;

@@ -6,9 +6,10 @@
 
 namespace qivm {
 
-bool CompressorContext::ThreadState::Create(const BitmapInfoHeader& format, CpuClass cpuClass) {
+bool CompressorContext::ThreadState::Create(const BitmapInfoHeader& format,
+                                            const Processor& processor) {
   record.reset(new MacroblockRecord);
-  encoder.reset(new BlockEncoder(cpuClass));
+  encoder.reset(new BlockEncoder(processor));
   return record != nullptr && encoder != nullptr && encoder->Init(format.biWidth, format.biHeight);
 }
 
@@ -27,17 +28,17 @@ void CompressorContext::ThreadState::SetRows(int first, int end) const {
 bool CompressorContext::Begin(const BitmapInfoHeader& outputFormat,
                               const BitmapInfoHeader& inputFormat, const Processor& processor) {
   End();
-  if (!main_.Create(outputFormat, processor.cpuClass)) {
+  if (!main_.Create(outputFormat, processor)) {
     return false;
   }
   kernels_.reset(new EncoderTransformTable);
-  if (kernels_ == nullptr || !kernels_->Setup(processor.cpuClass)) {
+  if (kernels_ == nullptr || !kernels_->Setup(processor)) {
     return false;
   }
   if (inputFormat.biCompression == kBiRgb) {
-    converter_.reset(new RgbInputConverter(processor.cpuClass));
+    converter_.reset(new RgbInputConverter(processor));
   } else {
-    converter_.reset(new PackedYuvInputConverter(processor.cpuClass));
+    converter_.reset(new PackedYuvInputConverter(processor));
   }
   if (converter_ == nullptr || !converter_->Init(inputFormat) ||
       inputFormat.biWidth != outputFormat.biWidth ||
@@ -63,7 +64,7 @@ void CompressorContext::StartWorker(const BitmapInfoHeader& outputFormat,
   const std::size_t rowBytes =
       columns * BlockEncoder::kMaxMacroblockBytes + BlockEncoder::kMaxSliceHeaderBytes;
   constexpr std::size_t kEndBytes = 8;
-  if (processor.count <= 1 || !lower_.Create(outputFormat, processor.cpuClass) ||
+  if (processor.count <= 1 || !lower_.Create(outputFormat, processor) ||
       !workerOutput_.Allocate(rows / 2 * rowBytes + kEndBytes) ||
       !worker_.Start(kEncodeLowerRows, this)) {
     lower_.Release();

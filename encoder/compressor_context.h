@@ -70,7 +70,7 @@ class CompressorContext : public HeapObject {
     std::unique_ptr<MacroblockRecord> record;
     std::unique_ptr<BlockEncoder> encoder;
 
-    bool Create(const BitmapInfoHeader& format, CpuClass cpuClass);
+    bool Create(const BitmapInfoHeader& format, const Processor& processor);
     void Release();
     void SetRows(int first, int end) const;
   };

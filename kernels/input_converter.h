@@ -11,7 +11,7 @@ namespace qivm {
 /// converter.
 class InputConverter : public HeapObject {
  public:
-  explicit InputConverter(CpuClass cpuClass) : kernels_(KernelsFor(cpuClass).input) {}
+  explicit InputConverter(const Processor& processor) : kernels_(KernelsFor(processor).input) {}
   virtual ~InputConverter() = default;
   InputConverter(const InputConverter&) = delete;
   InputConverter& operator=(const InputConverter&) = delete;

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "kernels/client_format.h"
-#include "kernels/cpu_class.h"
+#include "kernels/processor.h"
 #include "mpeg2/macroblock_record.h"
 
 namespace qivm {
@@ -46,6 +46,9 @@ struct KernelSet {
 
 /// The kernels of a processor class. `avx2` lets the SSE2 classes have those of AVX2, which the
 /// processor and the system must support; the other classes have no use for it.
-KernelSet KernelsFor(CpuClass cpuClass, bool avx2 = Avx2Usable());
+KernelSet KernelsFor(CpuClass cpuClass, bool avx2);
+inline KernelSet KernelsFor(const Processor& processor) {
+  return KernelsFor(processor.cpuClass, processor.avx2);
+}
 
 }  // namespace qivm

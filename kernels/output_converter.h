@@ -10,7 +10,7 @@ namespace qivm {
 /// Init and SetBuffer come before they start, ConvertMacroblock changes nothing in the converter.
 class OutputConverter : public HeapObject {
  public:
-  explicit OutputConverter(CpuClass cpuClass) : kernels_(KernelsFor(cpuClass).output) {}
+  explicit OutputConverter(const Processor& processor) : kernels_(KernelsFor(processor).output) {}
   virtual ~OutputConverter() = default;
   OutputConverter(const OutputConverter&) = delete;
   OutputConverter& operator=(const OutputConverter&) = delete;

@@ -10,9 +10,13 @@ namespace qivm {
 struct Processor {
   CpuClass cpuClass = CpuClass::plain;
   unsigned count = 1;
+  /// Whether processor and system support AVX2.
+  bool avx2 = false;
 
   /// The machine the program runs on, asked anew on every call.
-  static Processor Current() { return {DetectCpuClass(), platform::ProcessorCount()}; }
+  static Processor Current() {
+    return {DetectCpuClass(), platform::ProcessorCount(), Avx2Usable()};
+  }
 };
 
 }  // namespace qivm

@@ -2,8 +2,8 @@
 
 namespace qivm {
 
-bool DecoderTransformTable::Setup(CpuClass cpuClass) {
-  const KernelSet kernels = KernelsFor(cpuClass);
+bool DecoderTransformTable::Setup(const Processor& processor) {
+  const KernelSet kernels = KernelsFor(processor);
   unscanZigzag_ = kernels.unscanZigzag;
   unscanAlternate_ = kernels.unscanAlternate;
   dequantise_ = kernels.dequantise;
@@ -24,8 +24,8 @@ void DecoderTransformTable::Run(MacroblockRecord& record) const {
   idct_(record);
 }
 
-bool EncoderTransformTable::Setup(CpuClass cpuClass) {
-  const KernelSet kernels = KernelsFor(cpuClass);
+bool EncoderTransformTable::Setup(const Processor& processor) {
+  const KernelSet kernels = KernelsFor(processor);
   scanZigzag_ = kernels.scanZigzag;
   scanAlternate_ = kernels.scanAlternate;
   quantise_ = kernels.quantise;

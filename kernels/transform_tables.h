@@ -14,15 +14,15 @@ class KernelTable : public HeapObject {
   KernelTable(const KernelTable&) = delete;
   KernelTable& operator=(const KernelTable&) = delete;
 
-  /// Chooses the kernels for a processor class; true when none is missing.
-  virtual bool Setup(CpuClass cpuClass) = 0;
+  /// Chooses the kernels for a processor; true when none is missing.
+  virtual bool Setup(const Processor& processor) = 0;
   /// Takes a macroblock through all its kernels.
   virtual void Run(MacroblockRecord& record) const = 0;
 };
 
 class DecoderTransformTable final : public KernelTable {
  public:
-  bool Setup(CpuClass cpuClass) override;
+  bool Setup(const Processor& processor) override;
   /// From levels in transmission order to samples: inverse scan, dequantisation, inverse DCT.
   void Run(MacroblockRecord& record) const override;
 
@@ -35,7 +35,7 @@ class DecoderTransformTable final : public KernelTable {
 
 class EncoderTransformTable final : public KernelTable {
  public:
-  bool Setup(CpuClass cpuClass) override;
+  bool Setup(const Processor& processor) override;
   /// From samples to levels in transmission order: DCT, quantisation, scan.
   void Run(MacroblockRecord& record) const override;
 

@@ -5,6 +5,7 @@
 
 #include "decoder/decompressor_context.h"
 #include "encoder/compressor_context.h"
+#include "tests/core/kernel_variants.h"
 #include "tests/support/client_pictures.h"
 
 /// Whole frames through the codec's contexts, in buffers that end where memory ends. What a context
@@ -12,8 +13,12 @@
 namespace qivm::test {
 
 /// One processor, or two: with a worker.
-constexpr Processor OneProcessor(CpuClass cpuClass = CpuClass::plain) { return {cpuClass, 1}; }
-constexpr Processor TwoProcessors(CpuClass cpuClass = CpuClass::plain) { return {cpuClass, 2}; }
+constexpr Processor OneProcessor(const KernelVariant& kernels = kPlainKernels) {
+  return {kernels.cpuClass, 1, kernels.avx2};
+}
+constexpr Processor TwoProcessors(const KernelVariant& kernels = kPlainKernels) {
+  return {kernels.cpuClass, 2, kernels.avx2};
+}
 
 enum class Order : std::uint8_t { plain, shifted };
 

@@ -23,24 +23,24 @@ PictureParameters Sequence(int width, int chromaFormat) {
 
 std::unique_ptr<OutputConverter> OutputConverterFor(ClientFormat format, CpuClass cpuClass) {
   if (IsRgb(format)) {
-    return std::make_unique<RgbOutputConverter>(cpuClass);
+    return std::make_unique<RgbOutputConverter>(Processor{cpuClass});
   }
-  return std::make_unique<PackedYuvOutputConverter>(cpuClass);
+  return std::make_unique<PackedYuvOutputConverter>(Processor{cpuClass});
 }
 
 std::unique_ptr<InputConverter> InputConverterFor(ClientFormat format, CpuClass cpuClass) {
   if (IsRgb(format)) {
-    return std::make_unique<RgbInputConverter>(cpuClass);
+    return std::make_unique<RgbInputConverter>(Processor{cpuClass});
   }
-  return std::make_unique<PackedYuvInputConverter>(cpuClass);
+  return std::make_unique<PackedYuvInputConverter>(Processor{cpuClass});
 }
 
 class ConvertersTest : public testing::TestWithParam<CpuClass> {};
 
 TEST_P(ConvertersTest, OutputFormats) {
   const PictureParameters sequence = Sequence(64, 2);
-  RgbOutputConverter rgb(GetParam());
-  PackedYuvOutputConverter yuv(GetParam());
+  RgbOutputConverter rgb({GetParam()});
+  PackedYuvOutputConverter yuv({GetParam()});
   for (const ClientFormat format : kInputFormats) {
     const BitmapInfoHeader header = UncompressedHeader(format, 64, 64);
     for (const PictureParameters* described :
@@ -142,7 +142,7 @@ TEST_P(ConvertersTest, MacroblocksOutsideTheBitmapAreDropped) {
 // The arrangement follows either flag; the kernels themselves are compared elsewhere.
 TEST_P(ConvertersTest, FrameKernelForEitherFlag) {
   const PictureParameters sequence = Sequence(16, 2);
-  PackedYuvOutputConverter converter(GetParam());
+  PackedYuvOutputConverter converter({GetParam()});
   ASSERT_TRUE(converter.Init(UncompressedHeader(ClientFormat::y16, 16, 16), &sequence));
   MacroblockRecord record;
   record.parameters = sequence;
@@ -163,8 +163,8 @@ TEST_P(ConvertersTest, FrameKernelForEitherFlag) {
 }
 
 TEST_P(ConvertersTest, InputFormatsAndSizes) {
-  RgbInputConverter rgb(GetParam());
-  PackedYuvInputConverter yuv(GetParam());
+  RgbInputConverter rgb({GetParam()});
+  PackedYuvInputConverter yuv({GetParam()});
   for (const ClientFormat format : kInputFormats) {
     EXPECT_EQ(rgb.Init(UncompressedHeader(format, 64, 64)), IsRgb(format));
     EXPECT_EQ(yuv.Init(UncompressedHeader(format, 64, 64)), !IsRgb(format));
@@ -214,7 +214,7 @@ TEST_P(ConvertersTest, Places) {
 
 TEST_P(ConvertersTest, DecoderTransformRunsItsKernelsInOrder) {
   DecoderTransformTable table;
-  ASSERT_TRUE(table.Setup(GetParam()));
+  ASSERT_TRUE(table.Setup({GetParam()}));
   Random random(141);
   for (const int alternateScan : {0, 1}) {
     KernelRecord record(8);
@@ -236,7 +236,7 @@ TEST_P(ConvertersTest, DecoderTransformRunsItsKernelsInOrder) {
 
 TEST_P(ConvertersTest, EncoderTransformRunsItsKernelsInOrder) {
   EncoderTransformTable table;
-  ASSERT_TRUE(table.Setup(GetParam()));
+  ASSERT_TRUE(table.Setup({GetParam()}));
   Random random(142);
   for (const int alternateScan : {0, 1}) {
     KernelRecord record(8);

@@ -32,12 +32,12 @@ class BufferAt {
   std::size_t offset_;
 };
 
-class HostBuffersTest : public testing::TestWithParam<CpuClass> {};
+class HostBuffersTest : public testing::TestWithParam<KernelVariant> {};
 
 TEST_P(HostBuffersTest, AddressesChangeNothing) {
   for (const ClientFormat format : kInputFormats) {
     for (const unsigned processors : {1U, 2U}) {
-      const Processor processor = {GetParam(), processors};
+      const Processor processor = {GetParam().cpuClass, processors, GetParam().avx2};
       CompressorContext compressor;
       ASSERT_TRUE(compressor.Begin(CompressedHeader(kWidth, kHeight),
                                    UncompressedHeader(format, kWidth, kHeight), processor));
@@ -78,7 +78,8 @@ TEST_P(HostBuffersTest, AddressesChangeNothing) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllClasses, HostBuffersTest, testing::ValuesIn(kCpuClasses), CpuClassName);
+INSTANTIATE_TEST_SUITE_P(AllClasses, HostBuffersTest, testing::ValuesIn(KernelVariants()),
+                         KernelVariantName);
 
 // Two instances, each used from a thread of its own and each with a worker, disturb each other in
 // nothing.

@@ -31,6 +31,12 @@ inline std::vector<KernelVariant> KernelVariants() {
   return variants;
 }
 
+/// The variant that case number `index` of a series runs with, so that a series meets all of them.
+inline KernelVariant KernelVariantOfCase(std::size_t index) {
+  const std::vector<KernelVariant> variants = KernelVariants();
+  return variants[index % variants.size()];
+}
+
 inline KernelSet KernelsFor(const KernelVariant& variant) {
   return qivm::KernelsFor(variant.cpuClass, variant.avx2);
 }

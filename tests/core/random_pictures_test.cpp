@@ -6,14 +6,13 @@
 #include <gtest/gtest.h>
 
 #include "tests/core/codec_runs.h"
-#include "tests/core/cpu_classes.h"
 #include "tests/support/model_codec.h"
 
 namespace qivm::test {
 
 namespace {
 
-class RandomPicturesTest : public testing::TestWithParam<CpuClass> {};
+class RandomPicturesTest : public testing::TestWithParam<KernelVariant> {};
 
 TEST_P(RandomPicturesTest, CodecAndModelAgree) {
   constexpr int kColumns = 5;
@@ -44,8 +43,8 @@ TEST_P(RandomPicturesTest, CodecAndModelAgree) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllClasses, RandomPicturesTest, testing::ValuesIn(kCpuClasses),
-                         CpuClassName);
+INSTANTIATE_TEST_SUITE_P(AllClasses, RandomPicturesTest, testing::ValuesIn(KernelVariants()),
+                         KernelVariantName);
 
 // The model reads back what the model writes.
 TEST(ModelStream, WriterAndParserAgree) {

@@ -4,7 +4,6 @@
 #include <tuple>
 
 #include "tests/core/codec_runs.h"
-#include "tests/core/cpu_classes.h"
 #include "tests/support/model_codec.h"
 #include "tests/support/random.h"
 
@@ -82,7 +81,10 @@ class RoundTrip {
   }
 
  private:
-  Processor NextProcessor(bool worker) { return {CpuClassOfCase(nextClass_++), worker ? 2U : 1U}; }
+  Processor NextProcessor(bool worker) {
+    const KernelVariant kernels = KernelVariantOfCase(nextVariant_++);
+    return worker ? TwoProcessors(kernels) : OneProcessor(kernels);
+  }
   Compressor& CompressorFor(const Case& c) {
     auto& compressor = compressors_[{c.input, c.worker}];
     if (compressor == nullptr) {
@@ -101,7 +103,7 @@ class RoundTrip {
 
   int width_;
   int height_;
-  std::size_t nextClass_ = 0;
+  std::size_t nextVariant_ = 0;
   std::map<std::pair<ClientFormat, bool>, std::unique_ptr<Compressor>> compressors_;
   std::map<std::pair<ClientFormat, bool>, std::unique_ptr<Decompressor>> decompressors_;
 };
