@@ -1,0 +1,253 @@
+// Frames that no coder would write. Each leaves the decompressor sound, the memory around the
+// bitmap untouched (the bitmaps end where memory ends) and the next proper frame as it should be.
+
+#include <algorithm>
+#include <chrono>
+#include <gtest/gtest.h>
+
+#include "tests/core/codec_runs.h"
+#include "tests/core/random_pictures.h"
+#include "tests/support/model_codec.h"
+
+namespace qivm::test {
+
+namespace {
+
+constexpr int kWidth = 48;
+constexpr int kHeight = 48;
+
+Bytes ProperStream() { return StreamOf(FlatPicture(kWidth / 16, kHeight / 16)); }
+
+/// With one processor and with two.
+class HostileStreamsTest : public testing::TestWithParam<unsigned> {
+ protected:
+  HostileStreamsTest()
+      : decompressor_(ClientFormat::yuy2, kWidth, kHeight, {CpuClass::plain, GetParam()}),
+        proper_(ProperStream()) {
+    expected_ = decompressor_.Decode(proper_);
+  }
+
+  /// Decodes the stream in both forms.
+  void Decode(const Bytes& stream) {
+    for (const Order order : {Order::plain, Order::shifted}) {
+      decompressor_.Decode(stream, order);
+      ASSERT_TRUE(decompressor_.Sound());
+    }
+  }
+  void ExpectProperFrame() {
+    EXPECT_TRUE(decompressor_.Decode(proper_) == expected_);
+    EXPECT_TRUE(decompressor_.Sound());
+  }
+
+  Decompressor decompressor_;
+  Bytes proper_;
+  Bytes expected_;
+};
+
+TEST_P(HostileStreamsTest, FramesOfUpToSixteenBytes) {
+  Random random(201);
+  for (std::size_t size = 0; size <= 16; ++size) {
+    Decode(Bytes(size, 0));
+    Decode(Bytes(size, 0xFF));
+    Decode(Bytes(proper_.begin(), proper_.begin() + static_cast<std::ptrdiff_t>(size)));
+    for (int round = 0; round < 200; ++round) {
+      Bytes stream(size);
+      for (std::uint8_t& byte : stream) {
+        byte = random.OneIn(2) ? static_cast<std::uint8_t>(random.Below(2)) : random.Byte();
+      }
+      Decode(stream);
+    }
+  }
+  ExpectProperFrame();
+}
+
+TEST_P(HostileStreamsTest, StartCodeInTheLastBytes) {
+  constexpr std::array<std::uint8_t, 4> kSequenceHeader = {0, 0, 1, 0xB3};
+  constexpr std::array<std::uint8_t, 4> kSlice = {0, 0, 1, 1};
+  for (const auto& startCode : {kSequenceHeader, kSlice}) {
+    for (std::size_t length = 1; length <= startCode.size(); ++length) {
+      const auto end = startCode.begin() + static_cast<std::ptrdiff_t>(length);
+      // Alone, behind nothing of meaning, and instead of the end of a frame.
+      Decode(Bytes(startCode.begin(), end));
+      Bytes behindZeros(37, 0);
+      behindZeros.insert(behindZeros.end(), startCode.begin(), end);
+      Decode(behindZeros);
+      Bytes atTheEnd = proper_;
+      atTheEnd.resize(atTheEnd.size() - 4);
+      atTheEnd.insert(atTheEnd.end(), startCode.begin(), end);
+      Decode(atTheEnd);
+    }
+  }
+  ExpectProperFrame();
+}
+
+TEST_P(HostileStreamsTest, EveryBitOfAFrameInverted) {
+  // A header that is misread may ask for the coefficient table that is not offered, and then the
+  // decoder turns the frame away. Behind the headers nothing does.
+  constexpr std::array<std::uint8_t, 4> kFirstSlice = {0, 0, 1, 1};
+  const auto slice =
+      std::search(proper_.begin(), proper_.end(), kFirstSlice.begin(), kFirstSlice.end());
+  ASSERT_NE(slice, proper_.end());
+  const auto headerBits = 8 * static_cast<std::size_t>(slice - proper_.begin());
+  std::size_t turnedAway = 0;
+  for (std::size_t bit = 0; bit < 8 * proper_.size(); ++bit) {
+    Bytes stream = proper_;
+    stream[bit / 8] ^= static_cast<std::uint8_t>(0x80U >> (bit % 8));
+    decompressor_.Decode(stream);
+    if (!decompressor_.Sound()) {
+      ASSERT_LT(bit, headerBits);
+      ++turnedAway;
+    }
+  }
+  EXPECT_GE(turnedAway, 1U);
+  ExpectProperFrame();
+}
+
+TEST_P(HostileStreamsTest, EveryPrefixOfAFrameOfNoise) {
+  const Bytes stream =
+      ModelEncode(ClientFormat::yuy2, kWidth, kHeight,
+                  NoiseBitmap(ClientFormat::yuy2, kWidth, kHeight, 5), 31, Parts::two);
+  for (std::size_t size = 0; size < stream.size(); ++size) {
+    decompressor_.Decode({stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size)});
+    ASSERT_TRUE(decompressor_.Sound()) << size;
+  }
+  ExpectProperFrame();
+}
+
+// A frame's sequence header counts for that frame alone: others of any size and chroma format come
+// and go.
+TEST_P(HostileStreamsTest, SizesAndChromaFormatsThatChange) {
+  Random random(202);
+  for (int round = 0; round < 100; ++round) {
+    ModelPicture picture = RandomPicture(random, random.Between(1, 5), random.Between(1, 5));
+    const Bytes stream = StreamOf(picture);
+    Decode(stream);
+    BitString headers;
+    picture.chromaFormat = random.Between(0, 3);
+    PutHeaders(headers, picture);
+    // The slices of 4:2:2 behind the header of another format.
+    Bytes mixed = headers.Bytes();
+    mixed.insert(mixed.end(), stream.begin() + 160, stream.end());
+    Decode(mixed);
+    if (round % 10 == 0) {
+      ExpectProperFrame();
+    }
+  }
+  ExpectProperFrame();
+}
+
+TEST_P(HostileStreamsTest, HeadersThatAreMissing) {
+  const ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+  constexpr unsigned kHeaders = 7;
+  for (unsigned present = 0; present < 1U << kHeaders; ++present) {
+    BitString bits;
+    const auto has = [present](unsigned header) { return (present >> header & 1U) != 0; };
+    if (has(0)) {
+      PutSequenceHeader(bits, picture);
+    }
+    if (has(1)) {
+      PutSequenceExtension(bits, picture);
+    }
+    if (has(2)) {
+      PutSequenceDisplayExtension(bits, picture);
+    }
+    if (has(3)) {
+      PutGroupHeader(bits);
+    }
+    if (has(4)) {
+      PutUserData(bits);
+    }
+    if (has(5)) {
+      PutPictureHeader(bits);
+    }
+    if (has(6)) {
+      PutPictureCodingExtension(bits, picture);
+    }
+    for (const ModelSlice& slice : picture.slices) {
+      PutSlice(bits, picture, slice);
+    }
+    PutSequenceEnd(bits);
+    Decode(bits.Bytes());
+  }
+  ExpectProperFrame();
+}
+
+// Slices above the picture, below it, and all at one place.
+TEST_P(HostileStreamsTest, SliceRowsOutsideThePicture) {
+  const ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+  for (const int row : {-1, 0, 2, 3, 100, 174}) {
+    BitString bits;
+    PutHeaders(bits, picture);
+    for (ModelSlice slice : picture.slices) {
+      slice.row = row;
+      PutSlice(bits, picture, slice);
+    }
+    PutSequenceEnd(bits);
+    Decode(bits.Bytes());
+  }
+  ExpectProperFrame();
+}
+
+TEST_P(HostileStreamsTest, OneSliceForAll) {
+  ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+  for (std::size_t row = 1; row < picture.slices.size(); ++row) {
+    auto& all = picture.slices.front().macroblocks;
+    const auto& own = picture.slices[row].macroblocks;
+    all.insert(all.end(), own.begin(), own.end());
+  }
+  picture.slices.resize(1);
+  Decode(StreamOf(picture));
+  ExpectProperFrame();
+}
+
+/// The shortest of several decodings.
+std::chrono::nanoseconds TimeOf(Decompressor& decompressor, const Bytes& stream) {
+  auto best = std::chrono::nanoseconds::max();
+  for (int round = 0; round < 7; ++round) {
+    const auto begin = std::chrono::steady_clock::now();
+    decompressor.Decode(stream);
+    best = std::min<std::chrono::nanoseconds>(best, std::chrono::steady_clock::now() - begin);
+  }
+  return best;
+}
+
+// What a frame costs grows with its bytes, whatever they are: four times the bytes may take four
+// times the time, and here, on a machine that does other things too, eight times.
+TEST_P(HostileStreamsTest, TimeGrowsWithTheSizeOfTheFrame) {
+  const ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+  const auto emptySlices = [](BitString& bits, int) { bits.PutStartCode(0x101, 1); };
+  const auto wholeSlices = [&picture](BitString& bits, int) {
+    PutSlice(bits, picture, picture.slices.front());
+  };
+  const auto otherCodes = [](BitString& bits, int) { bits.PutStartCode(0x1B5, 1); };
+  const auto nearlyCodes = [](BitString& bits, int) { bits.Put(0, 8); };
+  const auto noise = [](BitString& bits, int i) {
+    bits.Put(Random(static_cast<unsigned>(i)).Byte(), 8);
+  };
+  const auto expectLinear = [&](const char* what, const auto& fill) {
+    std::array<std::chrono::nanoseconds, 2> times = {};
+    for (std::size_t i = 0; i < times.size(); ++i) {
+      BitString bits;
+      PutHeaders(bits, picture);
+      for (int unit = 0; unit < (i == 0 ? 8000 : 32000); ++unit) {
+        fill(bits, unit);
+      }
+      times[i] = TimeOf(decompressor_, bits.Bytes());
+    }
+    constexpr std::chrono::microseconds kFixedCost(200);
+    EXPECT_LT(times[1].count(), 8 * (times[0] + kFixedCost).count()) << what;
+  };
+  expectLinear("start codes of slices", emptySlices);
+  expectLinear("slices", wholeSlices);
+  expectLinear("other start codes", otherCodes);
+  expectLinear("zeros", nearlyCodes);
+  expectLinear("noise", noise);
+  ExpectProperFrame();
+}
+
+INSTANTIATE_TEST_SUITE_P(Processors, HostileStreamsTest, testing::Values(1U, 2U),
+                         testing::PrintToStringParamName());
+
+}  // namespace
+
+}  // namespace qivm::test
