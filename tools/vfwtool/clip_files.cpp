@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "tools/vfwtool/avi_limits.h"
-#include "tools/vfwtool/avi_reader.h"
+#include "tools/vfwtool/avi_layout.h"
+#include "tools/vfwtool/avi_source.h"
 #include "tools/vfwtool/avi_writer.h"
 #include "tools/vfwtool/file_access.h"
 #include "tools/vfwtool/raw_sink.h"

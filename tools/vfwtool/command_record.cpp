@@ -122,8 +122,11 @@ constinit const Command kRecordCommand = {
     .description =
         "Compresses every frame of a clip with an installed Video for Windows codec and writes\n"
         "an AVI. Every frame is asked for as a key frame. Pictures are handed to the codec as\n"
-        "they are: the tool repacks samples, but converts neither colours nor sizes. The AVI ends\n"
-        "at 2 GB; a longer recording stops there with exit code 6, and its file can be played.",
+        "they are: the tool repacks samples, but converts neither colours nor sizes. Beyond 2 GB "
+        "the\n"
+        "AVI goes on in further segments (OpenDML), which programs that open AVIs with AVIFile do "
+        "not\n"
+        "see.",
     .operands = kOperands,
     .options = kOptions,
     .examples =
