@@ -6,9 +6,7 @@ namespace qivm {
 
 std::span<const Command* const> AllCommands() {
   static constexpr std::array kCommands = {
-      &kRecordCommand,
-      &kPlayCommand,
-      &kInfoCommand,
+      &kRecordCommand, &kPlayCommand, &kInfoCommand, &kExportCommand, &kImportCommand,
   };
   return kCommands;
 }

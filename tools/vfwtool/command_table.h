@@ -10,6 +10,8 @@ namespace qivm {
 extern const Command kRecordCommand;
 extern const Command kPlayCommand;
 extern const Command kInfoCommand;
+extern const Command kExportCommand;
+extern const Command kImportCommand;
 
 /// All commands, in the order in which the help text lists them.
 std::span<const Command* const> AllCommands();

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "tools/vfwtool/arguments.h"
+#include "tools/vfwtool/clip.h"
 #include "tools/vfwtool/command.h"
 #include "tools/vfwtool/four_cc.h"
 #include "tools/vfwtool/json.h"
@@ -27,6 +28,10 @@ std::optional<PixelFormat> PixelFormatArgument(const Arguments& arguments, std::
 
 /// The value of an option that takes a codec's code; throws ToolError (kUsage) when it is none.
 std::optional<FourCc> FourCcArgument(const Arguments& arguments, std::string_view option);
+
+/// The value of an option that takes frames a second, as "25" or "30000/1001"; throws ToolError
+/// (kUsage) when it is none.
+std::optional<FrameRate> FrameRateArgument(const Arguments& arguments, std::string_view option);
 
 /// How a command with kQuietOption shows its progress.
 Progress::Style ProgressStyle(const Arguments& arguments, const ToolStreams& streams);
