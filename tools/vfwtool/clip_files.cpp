@@ -48,6 +48,11 @@ OpenedClip OpenFile(const std::string& name) {
 
 }  // namespace
 
+bool IsAviFile(const std::string& name) {
+  std::ifstream file = OpenInput(name);
+  return IsAvi(file);
+}
+
 OpenedClip OpenClip(const std::string& name, std::optional<PixelFormat> format,
                     const ToolStreams& streams) {
   OpenedClip clip = name == kStandardStream ? OpenStandardInput(streams) : OpenFile(name);

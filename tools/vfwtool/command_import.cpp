@@ -44,8 +44,6 @@ constexpr std::array kOptions = {
     kQuietOption,
 };
 
-constexpr FourCc kDefaultCode = MakeFourCc("QIVM");
-
 /// The format of the codec's streams: a bitmap header, which is all that a decoder needs.
 std::vector<std::uint8_t> StreamFormat(FourCc code, const MpegHeaders& headers) {
   constexpr std::uint32_t kBits = 24;
@@ -64,7 +62,7 @@ std::vector<std::uint8_t> StreamFormat(FourCc code, const MpegHeaders& headers) 
 void Run(const Arguments& arguments, const ToolStreams& streams) {
   const std::string& input = arguments.Operand(0);
   const std::string output = *arguments.Value("--output");
-  const FourCc code = FourCcArgument(arguments, "--codec").value_or(kDefaultCode);
+  const FourCc code = FourCcArgument(arguments, "--codec").value_or(kDefaultCodec);
   const std::optional<FrameRate> rate = FrameRateArgument(arguments, "--rate");
   if (output == kStandardStream) {
     throw ToolError(ExitCode::kUsage,

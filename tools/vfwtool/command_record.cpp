@@ -32,12 +32,8 @@ constexpr std::array kOptions = {
                .value = "OUT.avi",
                .help = "the AVI to write; an existing file is replaced",
                .required = true},
-    OptionSpec{.name = "--codec",
-               .value = "CODE",
-               .help = "the code of the codec to compress with (default: QIVM)"},
-    OptionSpec{.name = "--quality",
-               .value = "NUMBER",
-               .help = "0 (smallest frames) to 10000 (best pictures); default: the codec's own"},
+    kCodecOption,
+    kQualityOption,
     OptionSpec{.name = "--format",
                .value = "NAME",
                .help = "the format in which the codec gets the pictures: yuy2 or uyvy for a\n"
@@ -45,9 +41,6 @@ constexpr std::array kOptions = {
     kJsonOption,
     kQuietOption,
 };
-
-constexpr FourCc kDefaultCodec = MakeFourCc("QIVM");
-constexpr std::uint32_t kBestQuality = 10000;
 
 /// Records `picture`, the first one of the clip, and all that follow it, and completes the AVI.
 /// A failure leaves an AVI of the frames so far, and says so.

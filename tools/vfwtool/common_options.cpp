@@ -55,6 +55,25 @@ std::optional<FrameRate> FrameRateArgument(const Arguments& arguments, std::stri
   return rate;
 }
 
+std::optional<PictureSize> SizeArgument(const Arguments& arguments, std::string_view option) {
+  const std::optional<std::string> text = arguments.Value(option);
+  if (!text) {
+    return std::nullopt;
+  }
+  PictureSize size;
+  const char* const textEnd = text->data() + text->size();
+  std::from_chars_result parsed = std::from_chars(text->data(), textEnd, size.width);
+  if (parsed.ec == std::errc{} && parsed.ptr != textEnd && *parsed.ptr == 'x') {
+    parsed = std::from_chars(parsed.ptr + 1, textEnd, size.height);
+  }
+  if (parsed.ec != std::errc{} || parsed.ptr != textEnd || !IsPictureSide(size.width) ||
+      !IsPictureSide(size.height) || size.width % 2 != 0) {
+    throw ToolError(ExitCode::kUsage,
+                    Concat(option, " takes a size such as 720x576, not '", *text, "'"));
+  }
+  return size;
+}
+
 Progress::Style ProgressStyle(const Arguments& arguments, const ToolStreams& streams) {
   if (arguments.Has(kQuietOption.name)) {
     return Progress::Style::kSilent;

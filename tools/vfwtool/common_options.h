@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <ostream>
 #include <string_view>
@@ -23,6 +24,17 @@ inline constexpr OptionSpec kQuietOption = {
     .letter = "-q",
     .help = "print no progress, no remarks and, without --json, no result"};
 
+/// The codec that a command works with unless it is told otherwise.
+inline constexpr FourCc kDefaultCodec = MakeFourCc("QIVM");
+inline constexpr OptionSpec kCodecOption = {
+    .name = "--codec", .value = "CODE", .help = "the code of the codec (default: QIVM)"};
+
+inline constexpr std::uint32_t kBestQuality = 10000;
+inline constexpr OptionSpec kQualityOption = {
+    .name = "--quality",
+    .value = "NUMBER",
+    .help = "0 (smallest frames) to 10000 (best pictures); default: the codec's own"};
+
 /// The value of an option that takes a pixel format; throws ToolError (kUsage) when it is none.
 std::optional<PixelFormat> PixelFormatArgument(const Arguments& arguments, std::string_view option);
 
@@ -32,6 +44,18 @@ std::optional<FourCc> FourCcArgument(const Arguments& arguments, std::string_vie
 /// The value of an option that takes frames a second, as "25" or "30000/1001"; throws ToolError
 /// (kUsage) when it is none.
 std::optional<FrameRate> FrameRateArgument(const Arguments& arguments, std::string_view option);
+
+/// Width and height of a picture.
+struct PictureSize {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+
+  bool operator==(const PictureSize&) const = default;
+};
+
+/// The value of an option that takes a size such as 720x576, with an even width; throws ToolError
+/// (kUsage) when it is none.
+std::optional<PictureSize> SizeArgument(const Arguments& arguments, std::string_view option);
 
 /// How a command with kQuietOption shows its progress.
 Progress::Style ProgressStyle(const Arguments& arguments, const ToolStreams& streams);
