@@ -152,7 +152,7 @@ TEST(AviWriter, TheIndexLeadsToTheFrames) {
 TEST(AviWriter, StopsBeforeTheFileGrowsTooLarge) {
   const TemporaryFile file(".avi");
   constexpr std::uint64_t kLimit = 10050;
-  AviWriter writer(file.Name(), TestFormat(), kLimit);
+  AviWriter writer(file.Name(), TestFormat(), {.firstSegmentBytes = kLimit, .segments = 1});
   const std::string message = MessageOf(ExitCode::kSizeLimit, [&] {
     for (;;) {
       writer.Write(Bytes(100), true);
@@ -169,17 +169,17 @@ TEST(AviWriter, StopsBeforeTheFileGrowsTooLarge) {
 
 TEST(AviWriter, AFileOfExactlyTheLimitIsWritten) {
   const TemporaryFile first(".avi");
-  AviWriter unlimited(first.Name(), TestFormat());
+  AviWriter unlimited(first.Name(), TestFormat(), {.segments = 1});
   unlimited.Write(Bytes(99), true);
   unlimited.Finish();
   const std::uint64_t bytes = first.Contents().size();
   const TemporaryFile second(".avi");
-  AviWriter enough(second.Name(), TestFormat(), bytes);
+  AviWriter enough(second.Name(), TestFormat(), {.firstSegmentBytes = bytes, .segments = 1});
   enough.Write(Bytes(99), true);
   enough.Finish();
   EXPECT_EQ(second.Contents(), first.Contents());
   const TemporaryFile third(".avi");
-  AviWriter tooLittle(third.Name(), TestFormat(), bytes - 1);
+  AviWriter tooLittle(third.Name(), TestFormat(), {.firstSegmentBytes = bytes - 1, .segments = 1});
   MessageOf(ExitCode::kSizeLimit, [&] { tooLittle.Write(Bytes(99), true); });
 }
 

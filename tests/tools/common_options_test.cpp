@@ -14,6 +14,8 @@ namespace {
 constexpr std::array kOptions = {
     OptionSpec{.name = "--codec", .value = "CODE", .help = "a code"},
     OptionSpec{.name = "--format", .value = "NAME", .help = "a format"},
+    OptionSpec{.name = "--rate", .value = "RATE", .help = "a rate"},
+    OptionSpec{.name = "--size", .value = "WxH", .help = "a size"},
     kJsonOption,
     kQuietOption,
 };
@@ -35,6 +37,31 @@ TEST(CommonOptions, NameFormatsAndCodes) {
                         FourCcArgument(Parse({"--codec", "QIVM2"}), "--codec");
                       }),
             "--codec takes a code of up to four characters, not 'QIVM2'");
+}
+
+TEST(CommonOptions, NameRatesAndSizes) {
+  const auto rate = [](const char* text) {
+    return FrameRateArgument(Parse({"--rate", text}), "--rate");
+  };
+  EXPECT_EQ(rate("25"), (FrameRate{25, 1}));
+  EXPECT_EQ(rate("30000/1001"), (FrameRate{30000, 1001}));
+  EXPECT_FALSE(FrameRateArgument(Parse({}), "--rate").has_value());
+  for (const char* const text : {"", "0", "25/0", "25/", "/1", "25.5", "-25", "25/1/1", "x"}) {
+    EXPECT_TRUE(MessageOf(ExitCode::kUsage, [&] {
+                  rate(text);
+                }).starts_with("--rate takes frames a second such as 25 or 30000/1001, not '"));
+  }
+  const auto size = [](const char* text) {
+    return SizeArgument(Parse({"--size", text}), "--size");
+  };
+  EXPECT_EQ(size("720x576"), (PictureSize{720, 576}));
+  EXPECT_FALSE(SizeArgument(Parse({}), "--size").has_value());
+  for (const char* const text :
+       {"", "720", "720x", "x576", "721x576", "0x16", "16x0", "16x16x16", "16386x16", "16*16"}) {
+    EXPECT_TRUE(MessageOf(ExitCode::kUsage, [&] {
+                  size(text);
+                }).starts_with("--size takes a size such as 720x576, not '"));
+  }
 }
 
 TEST(CommonOptions, ProgressDependsOnTheTerminal) {

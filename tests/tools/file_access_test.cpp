@@ -3,12 +3,10 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <optional>
-#include <sstream>
 #include <string>
 
 #include "tests/tools/temporary_file.h"
 #include "tests/tools/tool_errors.h"
-#include "tools/vfwtool/avi_limits.h"
 #include "tools/vfwtool/stream_output.h"
 
 namespace qivm {
@@ -70,52 +68,6 @@ TEST(FileAccess, AFullDiskIsNoticed) {
   EXPECT_EQ(MessageOf(ExitCode::kOutput, [&] { CloseOutput(other, "/dev/full"); }), message);
 }
 #endif
-
-std::string Segment(const std::string& type, const std::string& contents) {
-  std::string text = "RIFF";
-  const std::size_t bytes = type.size() + contents.size();
-  for (unsigned shift = 0; shift < 32; shift += 8) {
-    text += static_cast<char>((bytes >> shift) & 0xFF);
-  }
-  text += type + contents;
-  return bytes % 2 == 0 ? text : text + '\0';
-}
-
-void RequireSingle(const std::string& contents) {
-  std::istringstream file(contents);
-  RequireSingleSegment(file, contents.size(), "clip.avi");
-}
-
-TEST(AviLimits, OneSegmentIsReadWhole) {
-  EXPECT_NO_THROW(RequireSingle(Segment("AVI ", "contents")));
-  EXPECT_NO_THROW(RequireSingle(Segment("AVI ", "odd")));
-  EXPECT_NO_THROW(RequireSingle(Segment("AVI ", "followed by rubbish") + "RIFTrubbish"));
-  EXPECT_NO_THROW(RequireSingle(Segment("AVI ", "cut short").substr(0, 14)));
-}
-
-TEST(AviLimits, FurtherSegmentsAreRefused) {
-  for (const char* const contents : {"even", "odd"}) {
-    const std::string message = MessageOf(ExitCode::kInput, [&] {
-      RequireSingle(Segment("AVI ", contents) + Segment("AVIX", "more"));
-    });
-    EXPECT_TRUE(Contains(message, "clip.avi: the AVI goes on in further segments")) << message;
-  }
-}
-
-TEST(AviLimits, WhatIsNoRiffFileIsRefused) {
-  EXPECT_EQ(MessageOf(ExitCode::kInput, [] { RequireSingle("YUV4MPEG2 W16 H16"); }),
-            "clip.avi: is not an AVI");
-  EXPECT_EQ(MessageOf(ExitCode::kInput, [] { RequireSingle("RIFF"); }), "clip.avi: is not an AVI");
-  EXPECT_EQ(MessageOf(ExitCode::kInput, [] { RequireSingle(""); }), "clip.avi: is not an AVI");
-}
-
-TEST(AviLimits, WhatAviFileCannotReachIsRefused) {
-  std::istringstream file(Segment("AVI ", "contents"));
-  EXPECT_NO_THROW(RequireSingleSegment(file, kMaxAviBytes, "clip.avi"));
-  EXPECT_TRUE(Contains(MessageOf(ExitCode::kInput,
-                                 [&] { RequireSingleSegment(file, kMaxAviBytes + 1, "clip.avi"); }),
-                       "larger than the 2 GB"));
-}
 
 }  // namespace
 }  // namespace qivm

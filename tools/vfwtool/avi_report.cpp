@@ -32,11 +32,7 @@ JsonObject AviStreamReport::Json() const {
   return json;
 }
 
-bool AviReport::IsCompressed() const {
-  constexpr FourCc kLastRgbCode = 3;  // BI_RGB, BI_RLE8, BI_RLE4 and BI_BITFIELDS are 0 to 3.
-  const bool isRgb = compression == 0 || compression == kLastRgbCode;
-  return !isRgb && !PixelFormatOf(compression, bits).has_value();
-}
+bool AviReport::IsCompressed() const { return NeedsCodec(compression, bits); }
 
 std::string AviReport::Text() const {
   const double seconds = static_cast<double>(frames.Count()) / rate.PerSecond();

@@ -7,7 +7,7 @@
 
 #include "tools/vfwtool/bitmap_format.h"
 #include "tools/vfwtool/file_access.h"
-#include "tools/vfwtool/little_endian.h"
+#include "tools/vfwtool/riff_chunks.h"
 #include "tools/vfwtool/stream_output.h"
 #include "tools/vfwtool/text.h"
 #include "tools/vfwtool/tool_error.h"
@@ -18,32 +18,11 @@ namespace {
 // Where the frames begin, as in the AVIs that Windows' own functions write.
 constexpr std::size_t kMovieAlignment = 2048;
 
-constexpr std::uint32_t kChunkHeaderBytes = 8;
-constexpr std::uint32_t kListTypeBytes = 4;
-constexpr std::uint32_t kIndexEntryBytes = 16;
-constexpr std::uint32_t kKeyFrameFlag = 0x10;  // AVIIF_KEYFRAME
+constexpr std::uint32_t kListHeaderBytes = kChunkHeaderBytes + kListTypeBytes;
 // AVIF_HASINDEX alone: with AVIF_TRUSTCKTYPE, frames marked "dc" would never count as key frames.
 constexpr std::uint32_t kHasIndexFlag = 0x10;
-
-void AppendCode(std::vector<std::uint8_t>& bytes, FourCc code) {
-  AppendLittleEndian32(bytes, code);
-}
-
-void AppendChunk(std::vector<std::uint8_t>& bytes, FourCc code,
-                 std::span<const std::uint8_t> contents) {
-  AppendCode(bytes, code);
-  AppendLittleEndian32(bytes, static_cast<std::uint32_t>(contents.size()));
-  bytes.insert(bytes.end(), contents.begin(), contents.end());
-  bytes.resize((bytes.size() + 1) / 2 * 2);
-}
-
-void AppendList(std::vector<std::uint8_t>& bytes, FourCc type,
-                std::span<const std::uint8_t> contents) {
-  AppendCode(bytes, MakeFourCc("LIST"));
-  AppendLittleEndian32(bytes, static_cast<std::uint32_t>(contents.size()) + kListTypeBytes);
-  AppendCode(bytes, type);
-  bytes.insert(bytes.end(), contents.begin(), contents.end());
-}
+// The list "odml" with its one chunk, "dmlh", of one number.
+constexpr std::size_t kOpenDmlListBytes = kListHeaderBytes + kChunkHeaderBytes + 4;
 
 /// A header field of 32 bits that cannot hold more.
 std::uint32_t Saturated(double value) {
@@ -52,13 +31,14 @@ std::uint32_t Saturated(double value) {
 
 }  // namespace
 
-AviWriter::AviWriter(std::string name, AviStreamFormat format, std::uint64_t maxBytes)
+AviWriter::AviWriter(std::string name, AviStreamFormat format, const AviLimits& limits)
     : name_(std::move(name)),
       format_(std::move(format)),
-      maxBytes_(std::min(maxBytes, kMaxAviBytes)),
-      file_(OpenOutput(name_)) {
+      limits_(limits),
+      file_(OpenOutput(name_)),
+      segments_(1) {
   const std::vector<std::uint8_t> headers = Headers();
-  headerBytes_ = static_cast<std::uint32_t>(headers.size());
+  segments_.front().movie = headers.size() - kListTypeBytes;
   WriteBytes(file_, name_, headers);
 }
 
@@ -80,14 +60,72 @@ AviWriter::~AviWriter() {
   }
 }
 
-std::uint64_t AviWriter::FramesEnd() const {
-  return std::uint64_t{headerBytes_} - kListTypeBytes + movieBytes_;
+FourCc AviWriter::FrameCode() const {
+  return format_.isCompressed ? MakeFourCc("00dc") : MakeFourCc("00db");
+}
+
+std::uint64_t AviWriter::SegmentBytes(std::uint64_t chunkBytes, std::uint64_t frames) const {
+  const Segment& segment = segments_.back();
+  const std::uint64_t entries = segment.frames + frames;
+  std::uint64_t bytes = segment.FramesEnd() - segment.begin + chunkBytes;
+  if (limits_.segments > 1) {
+    bytes += kChunkHeaderBytes + kStandardIndexHeaderBytes + entries * kStandardIndexEntryBytes;
+  }
+  if (segments_.size() == 1) {
+    bytes += kChunkHeaderBytes + entries * kIndexEntryBytes;
+  }
+  return bytes;
+}
+
+std::vector<std::uint8_t> AviWriter::SuperIndex() const {
+  std::vector<std::uint8_t> index;
+  AppendLittleEndian16(index, kSuperIndexEntryBytes / 4);
+  index.push_back(0);  // No index of fields.
+  index.push_back(kIndexOfIndexes);
+  AppendLittleEndian32(index, static_cast<std::uint32_t>(segments_.size()));
+  AppendLittleEndian32(index, FrameCode());
+  index.resize(kStandardIndexHeaderBytes);  // Reserved.
+  for (const Segment& segment : segments_) {
+    AppendLittleEndian64(index, segment.FramesEnd());
+    AppendLittleEndian32(index, segment.standardIndexBytes);
+    AppendLittleEndian32(index, segment.frames);
+  }
+  index.resize(kStandardIndexHeaderBytes + limits_.segments * kSuperIndexEntryBytes);
+  return index;
+}
+
+std::vector<std::uint8_t> AviWriter::StreamList() const {
+  const BitmapFormat bitmap = ReadBitmapFormat(format_.bitmap);
+  std::vector<std::uint8_t> header;
+  AppendLittleEndian32(header, MakeFourCc("vids"));
+  AppendLittleEndian32(header, format_.handler);
+  header.resize(header.size() + 12);  // Flags, priority, language, frames before the sound.
+  AppendLittleEndian32(header, format_.rate.denominator);
+  AppendLittleEndian32(header, format_.rate.numerator);
+  AppendLittleEndian32(header, 0);  // Start.
+  AppendLittleEndian32(header, frames_);
+  AppendLittleEndian32(header, largestFrame_);
+  AppendLittleEndian32(header, 0xFFFFFFFF);  // Quality: the codec's default.
+  AppendLittleEndian32(header, 0);           // Sample size: frames have sizes of their own.
+  AppendLittleEndian32(header, 0);           // Left and top of the picture.
+  AppendLittleEndian16(header, static_cast<std::uint32_t>(bitmap.width));
+  AppendLittleEndian16(header, static_cast<std::uint32_t>(bitmap.height));
+
+  std::vector<std::uint8_t> list;
+  AppendChunk(list, MakeFourCc("strh"), header);
+  AppendChunk(list, MakeFourCc("strf"), format_.bitmap);
+  const std::vector<std::uint8_t> superIndex = SuperIndex();
+  if (segments_.size() > 1) {
+    AppendChunk(list, MakeFourCc("indx"), superIndex);
+  } else {
+    AppendSpace(list, kChunkHeaderBytes + superIndex.size());
+  }
+  return list;
 }
 
 std::vector<std::uint8_t> AviWriter::Headers() const {
   const BitmapFormat bitmap = ReadBitmapFormat(format_.bitmap);
-  const auto width = static_cast<std::uint32_t>(bitmap.width);
-  const auto height = static_cast<std::uint32_t>(bitmap.height);
+  const Segment& first = segments_.front();
 
   std::vector<std::uint8_t> main;
   AppendLittleEndian32(main, Saturated(1e6 / format_.rate.PerSecond()));  // Microseconds a frame.
@@ -95,91 +133,137 @@ std::vector<std::uint8_t> AviWriter::Headers() const {
                                                  format_.rate.PerSecond())));  // Bytes a second.
   AppendLittleEndian32(main, 0);                                               // Padding.
   AppendLittleEndian32(main, kHasIndexFlag);
-  AppendLittleEndian32(main, frames_);
-  AppendLittleEndian32(main, 0);  // Frames before the sound.
-  AppendLittleEndian32(main, 1);  // Streams.
+  AppendLittleEndian32(main, first.frames);  // What a reader of one segment finds.
+  AppendLittleEndian32(main, 0);             // Frames before the sound.
+  AppendLittleEndian32(main, 1);             // Streams.
   AppendLittleEndian32(main, largestFrame_ + kChunkHeaderBytes);
-  AppendLittleEndian32(main, width);
-  AppendLittleEndian32(main, height);
+  AppendLittleEndian32(main, static_cast<std::uint32_t>(bitmap.width));
+  AppendLittleEndian32(main, static_cast<std::uint32_t>(bitmap.height));
   main.resize(main.size() + 16);  // Reserved.
 
-  std::vector<std::uint8_t> stream;
-  AppendCode(stream, MakeFourCc("vids"));
-  AppendCode(stream, format_.handler);
-  stream.resize(stream.size() + 12);  // Flags, priority, language, frames before the sound.
-  AppendLittleEndian32(stream, format_.rate.denominator);
-  AppendLittleEndian32(stream, format_.rate.numerator);
-  AppendLittleEndian32(stream, 0);  // Start.
-  AppendLittleEndian32(stream, frames_);
-  AppendLittleEndian32(stream, largestFrame_);
-  AppendLittleEndian32(stream, 0xFFFFFFFF);  // Quality: the codec's default.
-  AppendLittleEndian32(stream, 0);           // Sample size: frames have sizes of their own.
-  AppendLittleEndian32(stream, 0);           // Left and top of the picture.
-  AppendLittleEndian16(stream, width);
-  AppendLittleEndian16(stream, height);
-
-  std::vector<std::uint8_t> streamList;
-  AppendChunk(streamList, MakeFourCc("strh"), stream);
-  AppendChunk(streamList, MakeFourCc("strf"), format_.bitmap);
   std::vector<std::uint8_t> headerList;
   AppendChunk(headerList, MakeFourCc("avih"), main);
-  AppendList(headerList, MakeFourCc("strl"), streamList);
+  AppendList(headerList, MakeFourCc("strl"), StreamList());
+  if (segments_.size() > 1) {
+    std::vector<std::uint8_t> frameCount;
+    AppendLittleEndian32(frameCount, frames_);
+    std::vector<std::uint8_t> openDml;
+    AppendChunk(openDml, MakeFourCc("dmlh"), frameCount);
+    AppendList(headerList, MakeFourCc("odml"), openDml);
+  } else {
+    AppendSpace(headerList, kOpenDmlListBytes);
+  }
 
   std::vector<std::uint8_t> headers;
-  AppendCode(headers, MakeFourCc("RIFF"));
-  AppendLittleEndian32(headers, 0);  // The size follows below.
-  AppendCode(headers, MakeFourCc("AVI "));
+  AppendListHeader(headers, MakeFourCc("RIFF"), first.riffBytes, MakeFourCc("AVI "));
   AppendList(headers, MakeFourCc("hdrl"), headerList);
-
-  constexpr std::size_t kMovieHeaderBytes = kChunkHeaderBytes + kListTypeBytes;
-  const std::size_t used = headers.size() + kChunkHeaderBytes + kMovieHeaderBytes;
+  const std::size_t used = headers.size() + kChunkHeaderBytes + kListHeaderBytes;
   const std::size_t padding = (kMovieAlignment - used % kMovieAlignment) % kMovieAlignment;
-  AppendChunk(headers, MakeFourCc("JUNK"), std::vector<std::uint8_t>(padding));
-  AppendCode(headers, MakeFourCc("LIST"));
-  AppendLittleEndian32(headers, movieBytes_);
-  AppendCode(headers, MakeFourCc("movi"));
-
-  const std::size_t riffBytes = headers.size() - kChunkHeaderBytes - kListTypeBytes + movieBytes_ +
-                                kChunkHeaderBytes + index_.size();
-  std::vector<std::uint8_t> sizeField;
-  AppendLittleEndian32(sizeField, static_cast<std::uint32_t>(riffBytes));
-  std::ranges::copy(sizeField, headers.begin() + 4);
+  AppendSpace(headers, kChunkHeaderBytes + padding);
+  AppendListHeader(headers, MakeFourCc("LIST"), first.MovieBytes(), MakeFourCc("movi"));
   return headers;
 }
 
-void AviWriter::Write(std::span<const std::uint8_t> frame, bool isKeyFrame) {
-  const std::uint64_t paddedBytes = (std::uint64_t{frame.size()} + 1) / 2 * 2;
-  const std::uint64_t fileBytes = FramesEnd() + kChunkHeaderBytes + paddedBytes +
-                                  kChunkHeaderBytes + index_.size() + kIndexEntryBytes;
-  if (fileBytes > maxBytes_) {
-    throw ToolError(ExitCode::kSizeLimit,
-                    Concat(name_, ": an AVI cannot grow beyond ", ByteCountText(maxBytes_),
-                           "; put the rest of the clip into another file"));
+std::vector<std::uint8_t> AviWriter::StandardIndex() const {
+  std::vector<std::uint8_t> index;
+  AppendLittleEndian16(index, kStandardIndexEntryBytes / 4);
+  index.push_back(0);  // No index of fields.
+  index.push_back(kIndexOfChunks);
+  AppendLittleEndian32(index, static_cast<std::uint32_t>(index_.size()));
+  AppendLittleEndian32(index, FrameCode());
+  AppendLittleEndian64(index, segments_.back().movie);
+  index.resize(kStandardIndexHeaderBytes);  // Reserved.
+  for (const IndexEntry& entry : index_) {
+    AppendLittleEndian32(index, entry.offset + kChunkHeaderBytes);
+    AppendLittleEndian32(index, entry.bytes | (entry.isKeyFrame ? 0 : kDeltaFrameBit));
   }
-  const FourCc code = format_.isCompressed ? MakeFourCc("00dc") : MakeFourCc("00db");
+  return index;
+}
+
+std::vector<std::uint8_t> AviWriter::FirstIndex() const {
+  std::vector<std::uint8_t> index;
+  for (const IndexEntry& entry : index_) {
+    AppendLittleEndian32(index, FrameCode());
+    AppendLittleEndian32(index, entry.isKeyFrame ? kKeyFrameFlag : 0);
+    AppendLittleEndian32(index, entry.offset);
+    AppendLittleEndian32(index, entry.bytes);
+  }
+  return index;
+}
+
+void AviWriter::Write(std::span<const std::uint8_t> frame, bool isKeyFrame) {
+  const std::uint64_t chunkBytes = kChunkHeaderBytes + PaddedBytes(frame.size());
+  const auto fits = [&] {
+    return SegmentBytes(chunkBytes, 1) <=
+           (segments_.size() == 1 ? limits_.firstSegmentBytes : limits_.nextSegmentBytes);
+  };
+  if (!fits()) {
+    if (segments_.size() < limits_.segments && segments_.back().frames != 0) {
+      BeginNextSegment();
+    }
+    if (!fits()) {
+      throw ToolError(ExitCode::kSizeLimit,
+                      Concat(name_, ": an AVI cannot grow beyond ", ByteCountText(limits_.Total()),
+                             "; put the rest of the clip into another file"));
+    }
+  }
   std::vector<std::uint8_t> chunkHeader;
-  AppendCode(chunkHeader, code);
+  AppendLittleEndian32(chunkHeader, FrameCode());
   AppendLittleEndian32(chunkHeader, static_cast<std::uint32_t>(frame.size()));
   WriteBytes(file_, name_, chunkHeader);
   WriteBytes(file_, name_, frame);
-  if (paddedBytes != frame.size()) {
+  if (frame.size() % 2 != 0) {
     WriteText(file_, name_, std::string_view("\0", 1));
   }
-  AppendCode(index_, code);
-  AppendLittleEndian32(index_, isKeyFrame ? kKeyFrameFlag : 0);
-  AppendLittleEndian32(index_, movieBytes_);  // From the word "movi".
-  AppendLittleEndian32(index_, static_cast<std::uint32_t>(frame.size()));
-  movieBytes_ += kChunkHeaderBytes + static_cast<std::uint32_t>(paddedBytes);
+  Segment& segment = segments_.back();
+  index_.push_back(
+      {kListTypeBytes + segment.frameBytes, static_cast<std::uint32_t>(frame.size()), isKeyFrame});
+  segment.frameBytes += static_cast<std::uint32_t>(chunkBytes);
+  ++segment.frames;
   largestFrame_ = std::max(largestFrame_, static_cast<std::uint32_t>(frame.size()));
   ++frames_;
 }
 
-void AviWriter::Finish() {
-  std::vector<std::uint8_t> indexChunk;
-  AppendChunk(indexChunk, MakeFourCc("idx1"), index_);
+void AviWriter::CompleteSegment(bool isOpenDml) {
+  Segment& segment = segments_.back();
+  std::vector<std::uint8_t> indexes;
+  segment.standardIndexBytes = 0;
+  if (isOpenDml) {
+    AppendChunk(indexes, MakeFourCc("ix00"), StandardIndex());
+    segment.standardIndexBytes = static_cast<std::uint32_t>(indexes.size());
+  }
+  if (segments_.size() == 1) {
+    AppendChunk(indexes, MakeFourCc("idx1"), FirstIndex());
+  }
+  segment.riffBytes = static_cast<std::uint32_t>(segment.FramesEnd() + indexes.size() -
+                                                 segment.begin - kChunkHeaderBytes);
   // Over what a frame that did not fit on the disk may have left there.
-  file_.seekp(static_cast<std::streamoff>(FramesEnd()));
-  WriteBytes(file_, name_, indexChunk);
+  file_.seekp(static_cast<std::streamoff>(segment.FramesEnd()));
+  WriteBytes(file_, name_, indexes);
+  if (segments_.size() > 1) {
+    std::vector<std::uint8_t> header;
+    AppendListHeader(header, MakeFourCc("RIFF"), segment.riffBytes, MakeFourCc("AVIX"));
+    AppendListHeader(header, MakeFourCc("LIST"), segment.MovieBytes(), MakeFourCc("movi"));
+    file_.seekp(static_cast<std::streamoff>(segment.begin));
+    WriteBytes(file_, name_, header);
+  }
+}
+
+void AviWriter::BeginNextSegment() {
+  CompleteSegment(true);
+  const std::uint64_t begin =
+      segments_.back().begin + kChunkHeaderBytes + segments_.back().riffBytes;
+  file_.seekp(static_cast<std::streamoff>(begin));
+  std::vector<std::uint8_t> header;
+  AppendListHeader(header, MakeFourCc("RIFF"), 0, MakeFourCc("AVIX"));
+  AppendListHeader(header, MakeFourCc("LIST"), 0, MakeFourCc("movi"));
+  WriteBytes(file_, name_, header);
+  segments_.push_back({.begin = begin, .movie = begin + header.size() - kListTypeBytes});
+  index_.clear();
+}
+
+void AviWriter::Finish() {
+  CompleteSegment(segments_.size() > 1);
   file_.seekp(0);
   WriteBytes(file_, name_, Headers());
   CloseOutput(file_, name_);

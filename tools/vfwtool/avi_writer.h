@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/vfwtool/avi_limits.h"
+#include "tools/vfwtool/avi_layout.h"
 #include "tools/vfwtool/clip.h"
 #include "tools/vfwtool/four_cc.h"
 
@@ -20,16 +20,27 @@ struct AviStreamFormat {
   bool isCompressed = true;
 };
 
-/// Writes an AVI of one video stream with an index.
+/// How large an AVI gets.
+struct AviLimits {
+  /// What AVIFile reads: it holds file positions in signed 32-bit numbers.
+  std::uint64_t firstSegmentBytes = 0x7FFFFFFF;
+  /// What OpenDML recommends for all further segments.
+  std::uint64_t nextSegmentBytes = 0x40000000;
+  std::size_t segments = 120;
+
+  std::uint64_t Total() const { return firstSegmentBytes + (segments - 1) * nextSegmentBytes; }
+};
+
+/// Writes an AVI of one video stream with an index. One that outgrows the first segment goes on in
+/// further ones and becomes an OpenDML AVI; any other is an ordinary AVI.
 ///
 /// This is the tool's own rather than AVIFile's so that the headers are right wherever it runs
-/// (wine's AVIFile states the frame duration upside down) and a full disk is noticed on closing,
-/// of which AVIFile says nothing.
+/// (wine's AVIFile states the frame duration upside down), a full disk is noticed on closing, of
+/// which AVIFile says nothing, and files get larger than 2 GB.
 class AviWriter {
  public:
-  /// Creates the file, or empties it; throws ToolError (kOutput). The file takes `maxBytes` at
-  /// most.
-  AviWriter(std::string name, AviStreamFormat format, std::uint64_t maxBytes = kMaxAviBytes);
+  /// Creates the file, or empties it; throws ToolError (kOutput).
+  AviWriter(std::string name, AviStreamFormat format, const AviLimits& limits = {});
   AviWriter(const AviWriter&) = delete;
   AviWriter& operator=(const AviWriter&) = delete;
   /// Completes the file as far as it goes when Finish was not called; one without frames is
@@ -43,20 +54,48 @@ class AviWriter {
   /// Writes the index and the final headers and closes the file; throws ToolError (kOutput).
   void Finish();
 
+  /// The number of segments so far; more than one in an OpenDML AVI.
+  std::size_t Segments() const { return segments_.size(); }
+
  private:
+  struct IndexEntry {
+    std::uint32_t offset = 0;  ///< Of the chunk, from the word "movi".
+    std::uint32_t bytes = 0;
+    bool isKeyFrame = true;
+  };
+  struct Segment {
+    std::uint64_t begin = 0;  ///< Of the segment in the file.
+    std::uint64_t movie = 0;  ///< Of the word "movi".
+    std::uint32_t frames = 0;
+    std::uint32_t frameBytes = 0;  ///< All frames as chunks.
+    // Known when the segment is complete:
+    std::uint32_t standardIndexBytes =
+        0;                        ///< The OpenDML index behind the frames, if there is one.
+    std::uint32_t riffBytes = 0;  ///< What the segment's header states.
+
+    std::uint64_t FramesEnd() const { return movie + kListTypeBytes + frameBytes; }
+    std::uint32_t MovieBytes() const { return kListTypeBytes + frameBytes + standardIndexBytes; }
+  };
+
+  FourCc FrameCode() const;
+  /// The bytes of the current segment if frames of `chunkBytes` and `frames` entries were added.
+  std::uint64_t SegmentBytes(std::uint64_t chunkBytes, std::uint64_t frames) const;
   std::vector<std::uint8_t> Headers() const;
-  /// The position behind the last frame.
-  std::uint64_t FramesEnd() const;
+  std::vector<std::uint8_t> StreamList() const;
+  std::vector<std::uint8_t> SuperIndex() const;
+  std::vector<std::uint8_t> StandardIndex() const;
+  std::vector<std::uint8_t> FirstIndex() const;
+  void CompleteSegment(bool isOpenDml);
+  void BeginNextSegment();
 
   std::string name_;
   AviStreamFormat format_;
-  std::uint64_t maxBytes_;
+  AviLimits limits_;
   std::ofstream file_;
-  std::vector<std::uint8_t> index_;
+  std::vector<Segment> segments_;
+  std::vector<IndexEntry> index_;  ///< Of the current segment.
   std::uint32_t frames_ = 0;
   std::uint32_t largestFrame_ = 0;
-  std::uint32_t headerBytes_ = 0;  ///< All that comes before the first frame.
-  std::uint32_t movieBytes_ = 4;   ///< The list of frames, its type ("movi") included.
 };
 
 /// Writes an uncompressed AVI.

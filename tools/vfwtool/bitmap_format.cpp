@@ -11,6 +11,11 @@ BitmapFormat ReadBitmapFormat(std::span<const std::uint8_t> format) {
           .compression = ReadLittleEndian32(format, 16)};
 }
 
+bool IsCompressed(std::span<const std::uint8_t> format) {
+  const BitmapFormat bitmap = ReadBitmapFormat(format);
+  return NeedsCodec(bitmap.compression, bitmap.bits);
+}
+
 std::vector<std::uint8_t> MakeBitmapFormat(const FrameLayout& layout) {
   std::vector<std::uint8_t> format;
   AppendLittleEndian32(format, kBitmapHeaderBytes);

@@ -24,6 +24,9 @@ struct BitmapFormat {
 /// Reads a video format, which has kBitmapHeaderBytes at least.
 BitmapFormat ReadBitmapFormat(std::span<const std::uint8_t> format);
 
+/// True for a format that needs a codec to be read.
+bool IsCompressed(std::span<const std::uint8_t> format);
+
 /// The video format of an uncompressed picture: a BITMAPINFOHEADER.
 std::vector<std::uint8_t> MakeBitmapFormat(const FrameLayout& layout);
 

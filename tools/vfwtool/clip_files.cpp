@@ -1,27 +1,22 @@
 #include "tools/vfwtool/clip_files.h"
 
 #include <array>
-#include <cstdio>
-#include <fcntl.h>
-#include <io.h>
 #include <string_view>
 #include <utility>
 
-#include "tools/vfwtool/avi_limits.h"
-#include "tools/vfwtool/avi_reader.h"
+#include "tools/vfwtool/avi_layout.h"
+#include "tools/vfwtool/avi_source.h"
 #include "tools/vfwtool/avi_writer.h"
 #include "tools/vfwtool/file_access.h"
 #include "tools/vfwtool/raw_sink.h"
 #include "tools/vfwtool/repacking_source.h"
+#include "tools/vfwtool/standard_streams.h"
 #include "tools/vfwtool/text.h"
 #include "tools/vfwtool/tool_error.h"
 #include "tools/vfwtool/y4m.h"
 
 namespace qivm {
 namespace {
-
-/// Stops the C runtime from taking the bytes of a standard stream for lines of text.
-void MakeBinary(std::FILE* stream) { _setmode(_fileno(stream), _O_BINARY); }
 
 bool IsAvi(std::istream& file) {
   std::array<char, 4> start{};
@@ -32,8 +27,8 @@ bool IsAvi(std::istream& file) {
   return isAvi;
 }
 
-OpenedClip OpenStandardInput(std::istream& input) {
-  MakeBinary(stdin);
+OpenedClip OpenStandardInput(const ToolStreams& streams) {
+  std::istream& input = BinaryInput(streams);
   if (input.peek() == kRiffSignature[0]) {
     throw ToolError(ExitCode::kInput,
                     "standard input: an AVI must be a file, for it is not read in order; only Y4M "
@@ -53,9 +48,14 @@ OpenedClip OpenFile(const std::string& name) {
 
 }  // namespace
 
+bool IsAviFile(const std::string& name) {
+  std::ifstream file = OpenInput(name);
+  return IsAvi(file);
+}
+
 OpenedClip OpenClip(const std::string& name, std::optional<PixelFormat> format,
                     const ToolStreams& streams) {
-  OpenedClip clip = name == kStandardStream ? OpenStandardInput(streams.input) : OpenFile(name);
+  OpenedClip clip = name == kStandardStream ? OpenStandardInput(streams) : OpenFile(name);
   if (format && *format != clip.source->Format().layout.format) {
     clip.source = std::make_unique<RepackingSource>(std::move(clip.source), *format, name);
   }
@@ -70,12 +70,10 @@ CreatedClip CreateClip(const std::string& name, ClipKind kind, const ClipFormat&
     return clip;
   }
   const bool isStandard = name == kStandardStream;
-  if (isStandard) {
-    MakeBinary(stdout);
-  } else {
+  if (!isStandard) {
     clip.file = std::make_unique<std::ofstream>(OpenOutput(name));
   }
-  std::ostream& stream = isStandard ? streams.output : *clip.file;
+  std::ostream& stream = isStandard ? BinaryOutput(streams) : *clip.file;
   const std::string shownName = isStandard ? "standard output" : name;
   if (kind == ClipKind::kY4m) {
     clip.sink = std::make_unique<Y4mSink>(stream, shownName, format);

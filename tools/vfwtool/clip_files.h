@@ -16,6 +16,9 @@ struct OpenedClip {
   std::unique_ptr<FrameSource> source;
 };
 
+/// True when the file begins as an AVI does; throws ToolError (kInput) when it cannot be opened.
+bool IsAviFile(const std::string& name);
+
 /// Opens an uncompressed AVI or a Y4M clip, told apart by their first bytes; "-" is a Y4M clip on
 /// the standard input. Its frames come in `format` where that is given. Throws ToolError.
 OpenedClip OpenClip(const std::string& name, std::optional<PixelFormat> format,

@@ -60,6 +60,13 @@ CodecDescription Codec::Describe() const {
   return description;
 }
 
+void Codec::ShowAbout() const {
+  if (!ICQueryAbout(Handle())) {
+    throw ToolError(ExitCode::kCodec, Concat(Describe().Text(), " has no about box"));
+  }
+  ICAbout(Handle(), GetDesktopWindow());
+}
+
 bool Codec::TakesQuality() const { return (AskCodec(Handle()).dwFlags & VIDCF_QUALITY) != 0; }
 
 void ThrowCodecError(const std::string& what, LRESULT result, const std::string& advice) {
@@ -72,12 +79,23 @@ BITMAPINFOHEADER* HeaderOf(std::span<std::uint8_t> format) {
   return reinterpret_cast<BITMAPINFOHEADER*>(format.data());
 }
 
-std::string InstalledCodecs() {
-  std::string codes;
+std::vector<CodecDescription> ListCodecs() {
+  std::vector<CodecDescription> codecs;
   ICINFO info{};
   info.dwSize = sizeof(info);
   for (DWORD i = 0; ICInfo(ICTYPE_VIDEO, i, &info); ++i) {
-    codes += Concat(codes.empty() ? "" : ", ", FourCcText(info.fccHandler));
+    codecs.push_back({.code = info.fccHandler,
+                      .name = FieldText(info.szName),
+                      .description = FieldText(info.szDescription),
+                      .driver = FieldText(info.szDriver)});
+  }
+  return codecs;
+}
+
+std::string InstalledCodecs() {
+  std::string codes;
+  for (const CodecDescription& codec : ListCodecs()) {
+    codes += Concat(codes.empty() ? "" : ", ", FourCcText(codec.code));
   }
   return codes.empty() ? "none" : codes;
 }

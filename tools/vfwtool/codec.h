@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "tools/vfwtool/codec_description.h"
 #include "tools/vfwtool/pixel_format.h"
@@ -29,6 +30,10 @@ class Codec {
 
   /// How the codec presents itself; without a driver file where the manager does not tell it.
   CodecDescription Describe() const;
+
+  /// Shows the codec's about box and returns when it is closed; throws ToolError (kCodec) when it
+  /// has none.
+  void ShowAbout() const;
 
   /// False when the codec says of itself that its quality cannot be chosen.
   bool TakesQuality() const;
@@ -51,6 +56,9 @@ class Codec {
 
 /// A video format as the compression manager wants it.
 BITMAPINFOHEADER* HeaderOf(std::span<std::uint8_t> format);
+
+/// How all installed video codecs present themselves, with the drivers that answer for them.
+std::vector<CodecDescription> ListCodecs();
 
 /// The codes of all installed video codecs, such as "CVID, QIVM", or "none".
 std::string InstalledCodecs();

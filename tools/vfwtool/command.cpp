@@ -51,8 +51,11 @@ std::string ToolHelp(const Tool& tool) {
 
 std::string CommandHelp(const Tool& tool, const Command& command) {
   std::string text = Concat("Usage: ", tool.name, ' ', command.name, ' ', command.usage, "\n\n",
-                            command.description, "\n\nOperands:\n", OperandHelp(command.operands),
-                            "\nOptions:\n", OptionHelp(command.options));
+                            command.description, "\n\n");
+  if (!command.operands.empty()) {
+    text += Concat("Operands:\n", OperandHelp(command.operands), '\n');
+  }
+  text += Concat("Options:\n", OptionHelp(command.options));
   constexpr std::array kOptions = {kHelpOption};
   text += OptionHelp(kOptions);
   if (!command.examples.empty()) {

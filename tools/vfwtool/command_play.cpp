@@ -2,14 +2,13 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tools/vfwtool/avi_reader.h"
-#include "tools/vfwtool/bitmap_format.h"
 #include "tools/vfwtool/clip_files.h"
 #include "tools/vfwtool/command_table.h"
 #include "tools/vfwtool/common_options.h"
+#include "tools/vfwtool/decoding_source.h"
 #include "tools/vfwtool/decompressor.h"
 #include "tools/vfwtool/file_access.h"
 #include "tools/vfwtool/progress.h"
@@ -71,17 +70,6 @@ PixelFormat FormatOfOutput(const Arguments& arguments, ClipKind kind) {
   return asked.value_or(PixelFormat::kYuy2);
 }
 
-Codec FindCodec(AviReader& reader, std::vector<std::uint8_t>& format) {
-  std::optional<Codec> codec = Codec::ForDecompression(reader.Handler(), format);
-  if (!codec) {
-    throw ToolError(ExitCode::kCodec,
-                    Concat("no codec that is installed (", InstalledCodecs(),
-                           ") decompresses this AVI, which is of the code ",
-                           FourCcText(ReadBitmapFormat(format).compression), ". ", BitnessHint()));
-  }
-  return std::move(*codec);
-}
-
 void Run(const Arguments& arguments, const ToolStreams& streams) {
   const std::string& input = arguments.Operand(0);
   const std::string output = *arguments.Value("--output");
@@ -93,9 +81,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   if (reader.FrameCount() == 0) {
     throw ToolError(ExitCode::kInput, Concat(input, ": has no frames"));
   }
-  std::vector<std::uint8_t> streamFormat = reader.Format();
-  Codec codec = FindCodec(reader, streamFormat);
-  Decompressor decompressor(std::move(codec), std::move(streamFormat), format);
+  Decompressor decompressor(FindDecoder(reader), reader.Format(), format);
   const ClipFormat clipFormat{decompressor.Layout(), reader.Rate()};
   const CreatedClip clip = CreateClip(output, kind, clipFormat, streams);
   TransferReport report{.action = "played",

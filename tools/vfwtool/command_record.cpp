@@ -32,12 +32,8 @@ constexpr std::array kOptions = {
                .value = "OUT.avi",
                .help = "the AVI to write; an existing file is replaced",
                .required = true},
-    OptionSpec{.name = "--codec",
-               .value = "CODE",
-               .help = "the code of the codec to compress with (default: QIVM)"},
-    OptionSpec{.name = "--quality",
-               .value = "NUMBER",
-               .help = "0 (smallest frames) to 10000 (best pictures); default: the codec's own"},
+    kCodecOption,
+    kQualityOption,
     OptionSpec{.name = "--format",
                .value = "NAME",
                .help = "the format in which the codec gets the pictures: yuy2 or uyvy for a\n"
@@ -45,9 +41,6 @@ constexpr std::array kOptions = {
     kJsonOption,
     kQuietOption,
 };
-
-constexpr FourCc kDefaultCodec = MakeFourCc("QIVM");
-constexpr std::uint32_t kBestQuality = 10000;
 
 /// Records `picture`, the first one of the clip, and all that follow it, and completes the AVI.
 /// A failure leaves an AVI of the frames so far, and says so.
@@ -122,8 +115,11 @@ constinit const Command kRecordCommand = {
     .description =
         "Compresses every frame of a clip with an installed Video for Windows codec and writes\n"
         "an AVI. Every frame is asked for as a key frame. Pictures are handed to the codec as\n"
-        "they are: the tool repacks samples, but converts neither colours nor sizes. The AVI ends\n"
-        "at 2 GB; a longer recording stops there with exit code 6, and its file can be played.",
+        "they are: the tool repacks samples, but converts neither colours nor sizes. Beyond 2 GB "
+        "the\n"
+        "AVI goes on in further segments (OpenDML), which programs that open AVIs with AVIFile do "
+        "not\n"
+        "see.",
     .operands = kOperands,
     .options = kOptions,
     .examples =

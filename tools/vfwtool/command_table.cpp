@@ -6,9 +6,16 @@ namespace qivm {
 
 std::span<const Command* const> AllCommands() {
   static constexpr std::array kCommands = {
-      &kRecordCommand,
-      &kPlayCommand,
-      &kInfoCommand,
+      &kRecordCommand,     //
+      &kPlayCommand,       //
+      &kInfoCommand,       //
+      &kExportCommand,     //
+      &kImportCommand,     //
+      &kCompareCommand,    //
+      &kBenchCommand,      //
+      &kDiagnoseCommand,   //
+      &kConfigureCommand,  //
+      &kAboutCommand,      //
   };
   return kCommands;
 }

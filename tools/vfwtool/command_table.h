@@ -10,6 +10,13 @@ namespace qivm {
 extern const Command kRecordCommand;
 extern const Command kPlayCommand;
 extern const Command kInfoCommand;
+extern const Command kExportCommand;
+extern const Command kImportCommand;
+extern const Command kCompareCommand;
+extern const Command kBenchCommand;
+extern const Command kDiagnoseCommand;
+extern const Command kConfigureCommand;
+extern const Command kAboutCommand;
 
 /// All commands, in the order in which the help text lists them.
 std::span<const Command* const> AllCommands();

@@ -18,6 +18,11 @@ inline std::uint32_t ReadLittleEndian32(std::span<const std::uint8_t> bytes, std
                                                  << 16;
 }
 
+inline std::uint64_t ReadLittleEndian64(std::span<const std::uint8_t> bytes, std::size_t offset) {
+  return ReadLittleEndian32(bytes, offset) | std::uint64_t{ReadLittleEndian32(bytes, offset + 4)}
+                                                 << 32;
+}
+
 inline void AppendLittleEndian16(std::vector<std::uint8_t>& bytes, std::uint32_t value) {
   bytes.push_back(static_cast<std::uint8_t>(value));
   bytes.push_back(static_cast<std::uint8_t>(value >> 8));
@@ -26,6 +31,11 @@ inline void AppendLittleEndian16(std::vector<std::uint8_t>& bytes, std::uint32_t
 inline void AppendLittleEndian32(std::vector<std::uint8_t>& bytes, std::uint32_t value) {
   AppendLittleEndian16(bytes, value & 0xFFFF);
   AppendLittleEndian16(bytes, value >> 16);
+}
+
+inline void AppendLittleEndian64(std::vector<std::uint8_t>& bytes, std::uint64_t value) {
+  AppendLittleEndian32(bytes, static_cast<std::uint32_t>(value));
+  AppendLittleEndian32(bytes, static_cast<std::uint32_t>(value >> 32));
 }
 
 }  // namespace qivm

@@ -59,6 +59,12 @@ std::optional<PixelFormat> PixelFormatOf(FourCc compression, std::uint16_t bits)
   return std::nullopt;
 }
 
+bool NeedsCodec(FourCc compression, std::uint16_t bits) {
+  constexpr FourCc kBitFields = 3;  // BI_RGB, BI_RLE8, BI_RLE4 and BI_BITFIELDS are 0 to 3.
+  const bool isRgb = compression == 0 || compression == kBitFields;
+  return !isRgb && !PixelFormatOf(compression, bits).has_value();
+}
+
 bool IsRgb(PixelFormat format) { return PixelFormatCompression(format) == 0; }
 
 std::size_t FrameLayout::PixelBytesPerRow() const {

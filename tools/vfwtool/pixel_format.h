@@ -32,6 +32,9 @@ std::uint16_t PixelFormatBits(PixelFormat format);
 /// The format of a bitmap header; empty when it is none of those above.
 std::optional<PixelFormat> PixelFormatOf(FourCc compression, std::uint16_t bits);
 
+/// True for the format of a bitmap header that only a codec reads.
+bool NeedsCodec(FourCc compression, std::uint16_t bits);
+
 bool IsRgb(PixelFormat format);
 
 /// A picture in memory. Everywhere in the tool the rows of YUV pictures run from the top down and

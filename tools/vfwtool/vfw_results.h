@@ -9,7 +9,4 @@ namespace qivm {
 /// "ICERR_BADFORMAT (-2): the format is not supported".
 std::string CodecResultText(std::int32_t result);
 
-/// The same for an HRESULT of the AVIFile functions: "AVIERR_FILEOPEN (0x8004406F): ...".
-std::string AviFileResultText(std::uint32_t result);
-
 }  // namespace qivm

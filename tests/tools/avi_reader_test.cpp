@@ -1,0 +1,211 @@
+#include "tools/vfwtool/avi_reader.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "tests/tools/temporary_file.h"
+#include "tests/tools/tool_errors.h"
+#include "tools/vfwtool/avi_writer.h"
+#include "tools/vfwtool/bitmap_format.h"
+#include "tools/vfwtool/little_endian.h"
+
+namespace qivm {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+AviStreamFormat TestFormat() {
+  AviStreamFormat format{.bitmap = MakeBitmapFormat({PixelFormat::kRgb24, 64, 48}),
+                         .handler = MakeFourCc("TEST"),
+                         .rate = {30000, 1001}};
+  format.bitmap.resize(53, 7);
+  return format;
+}
+
+/// Frames of odd and even sizes, empty ones among them; every third is no key frame.
+std::vector<Bytes> TestFrames(std::size_t count) {
+  std::vector<Bytes> frames;
+  for (std::size_t i = 0; i < count; ++i) {
+    frames.emplace_back(i * 37 % 230, static_cast<std::uint8_t>(i));
+  }
+  return frames;
+}
+
+bool IsKey(std::size_t index) { return index % 3 != 2; }
+
+std::size_t Store(const std::string& name, const std::vector<Bytes>& frames,
+                  const AviLimits& limits = {}) {
+  AviWriter writer(name, TestFormat(), limits);
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    writer.Write(frames[i], IsKey(i));
+  }
+  writer.Finish();
+  return writer.Segments();
+}
+
+void Overwrite(const std::string& name, std::size_t position, const std::string& bytes) {
+  std::fstream file(PathOf(name), std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(static_cast<std::streamoff>(position));
+  file << bytes;
+  ASSERT_TRUE(file.flush());
+}
+
+std::size_t PositionOf(const TemporaryFile& file, const std::string& text) {
+  const std::size_t position = file.Text().find(text);
+  EXPECT_NE(position, std::string::npos) << text;
+  return position;
+}
+
+void ExpectFrames(const std::string& name, const std::vector<Bytes>& frames, bool keysAreKnown) {
+  AviReader reader(name);
+  ASSERT_EQ(reader.FrameCount(), frames.size());
+  for (std::uint32_t i = 0; i < frames.size(); ++i) {
+    EXPECT_EQ(reader.FrameBytes(i), frames[i].size());
+    const std::span<std::uint8_t> frame = reader.ReadFrame(i);
+    EXPECT_EQ(Bytes(frame.begin(), frame.end()), frames[i]) << "frame " << i;
+    EXPECT_EQ(reader.IsKeyFrame(i), !keysAreKnown || IsKey(i)) << "frame " << i;
+  }
+}
+
+TEST(AviReader, ReadsHeadersAndFrames) {
+  const TemporaryFile file(".avi");
+  const std::vector<Bytes> frames = TestFrames(20);
+  EXPECT_EQ(Store(file.Name(), frames), 1U);
+  ExpectFrames(file.Name(), frames, true);
+  const AviReader reader(file.Name());
+  EXPECT_EQ(reader.Format(), TestFormat().bitmap);
+  EXPECT_EQ(reader.Handler(), MakeFourCc("TEST"));
+  EXPECT_EQ(reader.Rate(), (FrameRate{30000, 1001}));
+  ASSERT_EQ(reader.Streams().size(), 1U);
+  EXPECT_EQ(reader.Streams()[0].length, 20U);
+}
+
+TEST(AviReader, ReadsEverySegment) {
+  const TemporaryFile file(".avi");
+  const std::vector<Bytes> frames = TestFrames(300);
+  constexpr AviLimits kSmall = {
+      .firstSegmentBytes = 12000, .nextSegmentBytes = 5000, .segments = 40};
+  EXPECT_GT(Store(file.Name(), frames, kSmall), 5U);
+  ExpectFrames(file.Name(), frames, true);
+  EXPECT_EQ(AviReader(file.Name()).Streams().at(0).length, 300U);
+  // The first segment alone is an ordinary AVI of the frames that it has.
+  const std::string text = file.Text();
+  const std::size_t first = 8 + ReadLittleEndian32(file.Contents(), 4);
+  ASSERT_EQ(text.substr(first, 4), "RIFF");
+  EXPECT_LE(first, kSmall.firstSegmentBytes);
+  const TemporaryFile firstFile(".avi");
+  firstFile.Store(text.substr(0, first));
+  Overwrite(firstFile.Name(), PositionOf(firstFile, "indx"), "JUNK");
+  const std::uint32_t inFirst = AviReader(firstFile.Name()).FrameCount();
+  EXPECT_GT(inFirst, 10U);
+  EXPECT_EQ(inFirst, ReadLittleEndian32(file.Contents(), PositionOf(file, "avih") + 8 + 16));
+  ExpectFrames(firstFile.Name(), {frames.begin(), frames.begin() + inFirst}, true);
+}
+
+TEST(AviReader, FindsFramesWithoutAnIndex) {
+  const std::vector<Bytes> frames = TestFrames(100);
+  for (const AviLimits& limits : {AviLimits{}, AviLimits{12000, 5000, 20}}) {
+    const TemporaryFile file(".avi");
+    const std::size_t segments = Store(file.Name(), frames, limits);
+    Overwrite(file.Name(), PositionOf(file, "idx1"), "JUNK");
+    if (segments > 1) {
+      Overwrite(file.Name(), PositionOf(file, "indx"), "JUNK");
+    }
+    ExpectFrames(file.Name(), frames, false);
+  }
+}
+
+TEST(AviReader, FindsTheFramesOfAFileThatWasNotCompleted) {
+  const TemporaryFile file(".avi");
+  const std::vector<Bytes> frames = TestFrames(30);
+  Store(file.Name(), frames);
+  const std::string text = file.Text();
+  const TemporaryFile cut(".avi");
+  // As a writer that was killed leaves it: sizes as at the start, and no index.
+  cut.Store(text.substr(0, text.find("idx1")));
+  Overwrite(cut.Name(), 4, "\xFF\xFF\xFF\x7F");
+  Overwrite(cut.Name(), PositionOf(cut, "movi") - 4, "\xFF\xFF\xFF\x7F");
+  ExpectFrames(cut.Name(), frames, false);
+}
+
+TEST(AviReader, TakesIndexesThatCountFromTheBeginning) {
+  const TemporaryFile file(".avi");
+  const std::vector<Bytes> frames = TestFrames(5);
+  Store(file.Name(), frames);
+  const Bytes contents = file.Contents();
+  const std::size_t movie = PositionOf(file, "movi");
+  const std::size_t index = PositionOf(file, "idx1") + 8;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    const std::size_t field = index + 16 * i + 8;
+    Bytes offset;
+    AppendLittleEndian32(offset,
+                         ReadLittleEndian32(contents, field) + static_cast<std::uint32_t>(movie));
+    Overwrite(file.Name(), field, std::string(offset.begin(), offset.end()));
+  }
+  ExpectFrames(file.Name(), frames, true);
+}
+
+TEST(AviReader, RefusesWhatIsNoWholeVideo) {
+  const TemporaryFile file(".avi");
+  const auto message = [&] {
+    return MessageOf(ExitCode::kInput, [&] {
+      AviReader reader(file.Name());
+      for (std::uint32_t i = 0; i < reader.FrameCount(); ++i) {
+        reader.ReadFrame(i);
+      }
+    });
+  };
+  file.Store("YUV4MPEG2 W16 H16");
+  EXPECT_EQ(message(), file.Name() + ": is not an AVI");
+  file.Store("RIFF");
+  EXPECT_EQ(message(), file.Name() + ": is not an AVI");
+  file.Store("");
+  EXPECT_EQ(message(), file.Name() + ": is not an AVI");
+  Store(file.Name(), TestFrames(3));
+  Overwrite(file.Name(), PositionOf(file, "vids"), "auds");
+  EXPECT_EQ(message(), file.Name() + ": has no video stream");
+  Store(file.Name(), TestFrames(3));
+  Overwrite(file.Name(), PositionOf(file, "strh") + 8 + 20, std::string(4, '\0'));
+  EXPECT_EQ(message(), file.Name() + ": the stream header states no frame rate");
+  Store(file.Name(), TestFrames(3));
+  Overwrite(file.Name(), PositionOf(file, "strf"), "JUNK");
+  EXPECT_EQ(message(), file.Name() + ": the stream format is too short");
+  Store(file.Name(), TestFrames(3));
+  // The last entry of the index states a size beyond the end.
+  Overwrite(file.Name(), PositionOf(file, "idx1") + 8 + 2 * 16 + 12, "\xFF\xFF\xFF\x7F");
+  EXPECT_EQ(message(), file.Name() + ": the file ends inside frame 3");
+  EXPECT_TRUE(Contains(MessageOf(ExitCode::kInput, [] { const AviReader reader("-"); }),
+                       "standard input: an AVI must be a file"));
+}
+
+TEST(AviReader, NoFileMakesItReadOutside) {
+  const TemporaryFile whole(".avi");
+  Store(whole.Name(), TestFrames(40), {9000, 3000, 20});
+  const std::string text = whole.Text();
+  // Every byte of the headers and indexes in turn is replaced, and every length is tried.
+  const TemporaryFile file(".avi");
+  const auto tryFile = [&](const std::string& contents) {
+    file.Store(contents);
+    try {
+      AviReader reader(file.Name());
+      for (std::uint32_t i = 0; i < reader.FrameCount(); ++i) {
+        reader.ReadFrame(i);
+      }
+    } catch (const ToolError& error) {
+      EXPECT_EQ(error.Code(), ExitCode::kInput);
+    }
+  };
+  for (std::size_t i = 0; i < text.size(); i += i < 700 ? 1 : 41) {
+    std::string damaged = text;
+    damaged[i] = '\xFF';
+    tryFile(damaged);
+    tryFile(text.substr(0, i));
+  }
+}
+
+}  // namespace
+}  // namespace qivm
