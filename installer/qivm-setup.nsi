@@ -58,6 +58,7 @@ Var codesKept
 Var force
 
 !include "system.nsh"
+!include "made_keys.nsh"
 !include "driver_file.nsh"
 !include "registration.nsh"
 !include "settings.nsh"

@@ -2,10 +2,11 @@
 ; were there are kept in the record, and given back unless somebody has changed them since.
 
 !define DRIVERS "Software\Microsoft\Windows NT\CurrentVersion\Drivers32"
-; Descriptions by the driver's file name.
+; Descriptions by the driver's file name. A system without any lacks the key.
 !define DESCRIPTIONS "Software\Microsoft\Windows NT\CurrentVersion\drivers.desc"
-; The list of video codecs by code.
-!define CODEC_LIST "System\CurrentControlSet\Control\MediaResources\icm"
+; The list of video codecs, with a key for each code.
+!define MEDIA_LIST "System\CurrentControlSet\Control\MediaResources"
+!define CODEC_LIST "${MEDIA_LIST}\icm"
 
 ; In the record: values by the place "32|64 KEY\NAME", what was there (empty: nothing) and what was
 ; written instead.
@@ -39,6 +40,9 @@ Var askedAnswer
     Call RegisterCode
   ${EndIf}
   ${If} $codeTaken = 1
+    !insertmacro RecordIfNew "${MEDIA_LIST}"
+    !insertmacro RecordIfNew "${CODEC_LIST}"
+    !insertmacro RecordIfNew "${CODEC_LIST}\vidc.${CODE}"
     !insertmacro TakeValue 32 "${CODEC_LIST}\vidc.${CODE}" Description "${DESCRIPTION}"
     !insertmacro TakeValue 32 "${CODEC_LIST}\vidc.${CODE}" Driver "${DRIVER}"
     !insertmacro TakeValue 32 "${CODEC_LIST}\vidc.${CODE}" FriendlyName "${DESCRIPTION}"
@@ -51,6 +55,7 @@ Var askedAnswer
   !insertmacro GiveBackValue "" 32 "${CODEC_LIST}\vidc.${CODE}\Description"
   !insertmacro GiveBackValue "" 32 "${CODEC_LIST}\vidc.${CODE}\Driver"
   !insertmacro GiveBackValue "" 32 "${CODEC_LIST}\vidc.${CODE}\FriendlyName"
+  !insertmacro RemoveKey "" "${IF_EMPTY}" "${CODEC_LIST}\vidc.${CODE}"
 !macroend
 
 ; Everything the record knows of.
@@ -63,6 +68,10 @@ Var askedAnswer
     ${EndIf}
     Call un.GiveBackValue
   ${Loop}
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${CODEC_LIST}\vidc.QIVM"
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${CODEC_LIST}\vidc.MMES"
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${CODEC_LIST}"
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${MEDIA_LIST}"
 !macroend
 
 ; Registers $code in the registry $view, whose programs load from $folder.
@@ -163,11 +172,8 @@ FunctionEnd
     ${Else}
       WriteRegStr HKLM $key $name $1
     ${EndIf}
-    ; A codec's key in the list goes with its last value. The other keys are Windows' own.
-    StrLen $4 "${CODEC_LIST}\vidc."
-    StrCpy $5 $key $4
-    ${If} $5 == "${CODEC_LIST}\vidc."
-      DeleteRegKey /ifnosubkeys /ifnovalues HKLM $key
+    ${If} $key == "${DESCRIPTIONS}"
+      DeleteRegKey ${IF_EMPTY} HKLM $key
     ${EndIf}
   FunctionEnd
 !macroend

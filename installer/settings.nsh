@@ -7,9 +7,6 @@
 !define HOST_LISTS "Software\Norvane\Common codec's settings"
 !define HOST_LIST "${HOST_LISTS}\YUV defective application"
 
-; In the record: the keys that were not there, each a value.
-!define MADE "${RECORD}\Made"
-
 ; KEY_READ | KEY_WRITE, and DELETE.
 !define READ_AND_WRITE 0x2001f
 !define MAY_DELETE 0x10000
@@ -18,33 +15,6 @@
 
 ; The user rights are given to: BUILTIN\Users, whatever Windows calls them in its language.
 !define USERS "S-1-5-32-545"
-
-; Every key above the settings and these, outermost first.
-!macro ForEachSettingsKey DO
-  !insertmacro ${DO} "Software"
-  !insertmacro ${DO} "Software\Norvane"
-  !insertmacro ${DO} "${CODEC_SETTINGS}"
-  !insertmacro ${DO} "${HOST_LISTS}"
-  !insertmacro ${DO} "${HOST_LIST}"
-  !insertmacro ${DO} "Software\Pellaro"
-  !insertmacro ${DO} "Software\Pellaro\Meridel"
-  !insertmacro ${DO} "${BOARD_SETTINGS}"
-!macroend
-
-!macro RecordIfNew KEY
-  StrCpy $0 "${KEY}"
-  Call RecordIfNew
-!macroend
-
-Function RecordIfNew
-  Call UseRecordView
-  System::Call 'advapi32::RegOpenKeyExW(p 0x80000002, w "${CLASSES}\$0", i 0, i 0x20019, *p.r1) i.r2'
-  ${If} $2 = 0
-    System::Call 'advapi32::RegCloseKey(p r1)'
-  ${Else}
-    WriteRegStr HKLM "${MADE}" $0 yes
-  ${EndIf}
-FunctionEnd
 
 ; LetUsers ACCESS INHERITANCE KEY
 !macro LetUsers ACCESS INHERITANCE KEY
@@ -56,7 +26,14 @@ FunctionEnd
 
 ; Makes the settings with their defaults where there are none, and opens them to the users.
 Function MakeSettings
-  !insertmacro ForEachSettingsKey RecordIfNew
+  !insertmacro RecordIfNew "${CLASSES}\Software"
+  !insertmacro RecordIfNew "${CLASSES}\Software\Norvane"
+  !insertmacro RecordIfNew "${CLASSES}\${CODEC_SETTINGS}"
+  !insertmacro RecordIfNew "${CLASSES}\${HOST_LISTS}"
+  !insertmacro RecordIfNew "${CLASSES}\${HOST_LIST}"
+  !insertmacro RecordIfNew "${CLASSES}\Software\Pellaro"
+  !insertmacro RecordIfNew "${CLASSES}\Software\Pellaro\Meridel"
+  !insertmacro RecordIfNew "${CLASSES}\${BOARD_SETTINGS}"
   ${If} $restartNeeded != 1
     ; The driver itself does it whenever it is loaded, and shows by the way that it can be.
     System::Call 'kernel32::LoadLibraryW(w "$driverFolder32\${DRIVER}") p.r0 ?e'
@@ -99,31 +76,15 @@ Function LetUsers
   ${EndIf}
 FunctionEnd
 
-; Settings go with what the installation made, and stay where there were some before it.
-!macro RemoveSettingsKey KEY
-  Call un.UseRecordView
-  ReadRegStr $0 HKLM "${MADE}" "${KEY}"
-  ${If} $0 == yes
-    DeleteRegKey HKLM "${CLASSES}\${KEY}"
-  ${EndIf}
-!macroend
-
-; A key above them may have got something else inside.
-!macro RemoveEmptyKey KEY
-  Call un.UseRecordView
-  ReadRegStr $0 HKLM "${MADE}" "${KEY}"
-  ${If} $0 == yes
-    DeleteRegKey /ifnosubkeys /ifnovalues HKLM "${CLASSES}\${KEY}"
-  ${EndIf}
-!macroend
-
+; Settings that were there before the installation stay.
 Function un.RemoveSettings
-  !insertmacro RemoveSettingsKey "${CODEC_SETTINGS}"
-  !insertmacro RemoveSettingsKey "${HOST_LIST}"
-  !insertmacro RemoveSettingsKey "${BOARD_SETTINGS}"
-  !insertmacro RemoveEmptyKey "${HOST_LISTS}"
-  !insertmacro RemoveEmptyKey "Software\Norvane"
-  !insertmacro RemoveEmptyKey "Software\Pellaro\Meridel"
-  !insertmacro RemoveEmptyKey "Software\Pellaro"
-  !insertmacro RemoveEmptyKey "Software"
+  !insertmacro RemoveKey un. "" "${CLASSES}\${CODEC_SETTINGS}"
+  !insertmacro RemoveKey un. "" "${CLASSES}\${HOST_LIST}"
+  !insertmacro RemoveKey un. "" "${CLASSES}\${BOARD_SETTINGS}"
+  ; These may hold something else by now.
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${CLASSES}\${HOST_LISTS}"
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${CLASSES}\Software\Norvane"
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${CLASSES}\Software\Pellaro\Meridel"
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${CLASSES}\Software\Pellaro"
+  !insertmacro RemoveKey un. "${IF_EMPTY}" "${CLASSES}\Software"
 FunctionEnd
