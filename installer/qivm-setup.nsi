@@ -242,10 +242,11 @@ Section "Uninstall"
   !insertmacro DeleteToolAndDocuments
   Delete "$INSTDIR\LICENSE.txt"
   Delete "$INSTDIR\setup.log"
-  Delete "$INSTDIR\uninstall.exe"
-  RMDir "$INSTDIR"
   Call un.UseRecordView
   DeleteRegKey HKLM "${RECORD}"
+  ; Last, so that a folder that is gone means that all is.
+  Delete "$INSTDIR\uninstall.exe"
+  RMDir "$INSTDIR"
 SectionEnd
 
 Function un.onInit

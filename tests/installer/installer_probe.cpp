@@ -1,7 +1,6 @@
 #include <windows.h>
 
 #include <aclapi.h>
-
 #include <array>
 #include <cstdio>
 #include <span>
@@ -14,7 +13,8 @@
 //        installer_probe lock FILE          has the file open and shares it with nobody
 //        installer_probe user COMMAND       runs a command without administrator rights; its exit
 //                                           code is this program's
-//        installer_probe settings           exit code 0 when the keys of the settings give all users
+//        installer_probe settings           exit code 0 when the keys of the settings give all
+//        users
 //                                           the access that the driver needs to save them
 //
 // 'load' and 'lock' say 'ready' and end when their standard input does.
@@ -76,8 +76,10 @@ HANDLE UserToken() {
 
 int RunAsUser(std::span<char*> arguments) {
   std::string command;
-  for (const char* const argument : arguments) {
-    command += std::string(command.empty() ? "\"" : " \"") + argument + "\"";
+  for (const std::string argument : arguments) {
+    // NSIS's programs do not know their own options in quotes.
+    const bool quoted = argument.find(' ') != std::string::npos;
+    command += (command.empty() ? "" : " ") + (quoted ? "\"" + argument + "\"" : argument);
   }
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
