@@ -29,3 +29,10 @@ FindWine() {
   fi
   [ -x "$wineLoader" ] && [ -x "$wineServer" ]
 }
+
+# Prints the directory with the libraries of 32-bit Windows programs.
+Wine32Libraries() {
+  local directory=/usr/lib/i386-linux-gnu/wine
+  [ -d $directory ] || directory=$(Wine32Root)$directory
+  echo "$directory"
+}

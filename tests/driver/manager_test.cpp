@@ -4,58 +4,16 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "tests/driver/driver_module.h"
+#include "tests/driver/driver_registration.h"
 #include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
 
 namespace qivm::test {
 
 namespace {
-
-constexpr char kDriversKey[] = "Software\\Microsoft\\Windows NT\\CurrentVersion\\Drivers32";
-constexpr char kDriversValue[] = "vidc.QIVM";
-
-/// Registers the built driver with the compression manager, for its lifetime.
-class Registration {
- public:
-  Registration() {
-    EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, kDriversKey, 0, nullptr, 0, KEY_ALL_ACCESS,
-                              nullptr, &key_, nullptr),
-              ERROR_SUCCESS);
-    char value[MAX_PATH] = {};
-    DWORD size = sizeof(value) - 1;
-    if (RegQueryValueExA(key_, kDriversValue, nullptr, nullptr, reinterpret_cast<BYTE*>(value),
-                         &size) == ERROR_SUCCESS) {
-      previous_ = value;
-    }
-    Set(DriverPath());
-  }
-  ~Registration() {
-    if (previous_) {
-      Set(*previous_);
-    } else {
-      RegDeleteValueA(key_, kDriversValue);
-    }
-    RegCloseKey(key_);
-  }
-  Registration(const Registration&) = delete;
-  Registration& operator=(const Registration&) = delete;
-
- private:
-  void Set(const std::string& path) {
-    EXPECT_EQ(
-        RegSetValueExA(key_, kDriversValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(path.c_str()),
-                       static_cast<DWORD>(path.size() + 1)),
-        ERROR_SUCCESS);
-  }
-
-  HKEY key_ = nullptr;
-  std::optional<std::string> previous_;
-};
 
 /// The driver as hosts see it: through the compression manager alone.
 class ManagerTest : public ::testing::Test {
@@ -64,7 +22,7 @@ class ManagerTest : public ::testing::Test {
     EXPECT_EQ(GetModuleHandleA("qivm.dll"), nullptr) << "the manager still has the driver loaded";
   }
 
-  const Registration registration_;
+  const DriverRegistration registration_{"QIVM"};
 };
 
 /// A codec handle that is closed at the end of its scope.
