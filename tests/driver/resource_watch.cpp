@@ -58,18 +58,25 @@ void ResourceWatch::Detach() { hooks_.reset(); }
 void ResourceWatch::Restart(int failing) {
   calls_ = 0;
   failing_ = failing;
+  refused_ = nullptr;
 }
 
-bool ResourceWatch::Refused() { return ++g_watch->calls_ == g_watch->failing_; }
+bool ResourceWatch::Refused(const char* function) {
+  if (++g_watch->calls_ != g_watch->failing_) {
+    return false;
+  }
+  g_watch->refused_ = function;
+  return true;
+}
 
 HANDLE WINAPI ResourceWatch::CreateHeap(DWORD options, SIZE_T initial, SIZE_T maximum) {
-  return Refused() ? nullptr
-                   : g_watch->hooks_->heapCreate.Original<decltype(&HeapCreate)>()(options, initial,
-                                                                                   maximum);
+  return Refused("HeapCreate") ? nullptr
+                               : g_watch->hooks_->heapCreate.Original<decltype(&HeapCreate)>()(
+                                     options, initial, maximum);
 }
 
 LPVOID WINAPI ResourceWatch::Allocate(HANDLE heap, DWORD flags, SIZE_T size) {
-  if (Refused()) {
+  if (Refused("HeapAlloc")) {
     return nullptr;
   }
   void* const block =
@@ -86,7 +93,7 @@ BOOL WINAPI ResourceWatch::Free(HANDLE heap, DWORD flags, LPVOID block) {
 
 HANDLE WINAPI ResourceWatch::CreateAnEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL initial,
                                            LPCSTR name) {
-  if (Refused()) {
+  if (Refused("CreateEventA")) {
     return nullptr;
   }
   const HANDLE event = g_watch->hooks_->createEvent.Original<decltype(&CreateEventA)>()(
@@ -104,7 +111,7 @@ BOOL WINAPI ResourceWatch::Close(HANDLE handle) {
 std::uintptr_t __cdecl ResourceWatch::StartThread(void* security, unsigned stack, Body body,
                                                   void* argument, unsigned flags, unsigned* id) {
   using BeginThread = std::uintptr_t(__cdecl*)(void*, unsigned, Body, void*, unsigned, unsigned*);
-  if (Refused()) {
+  if (Refused("_beginthreadex")) {
     return 0;
   }
   const std::uintptr_t thread = g_watch->hooks_->beginThread.Original<BeginThread>()(
@@ -115,7 +122,7 @@ std::uintptr_t __cdecl ResourceWatch::StartThread(void* security, unsigned stack
 
 LSTATUS WINAPI ResourceWatch::OpenKey(HKEY parent, LPCSTR name, DWORD options, REGSAM access,
                                       HKEY* key) {
-  if (Refused()) {
+  if (Refused("RegOpenKeyExA")) {
     return ERROR_ACCESS_DENIED;
   }
   const LSTATUS status = g_watch->hooks_->openKey.Original<decltype(&RegOpenKeyExA)>()(
@@ -127,7 +134,7 @@ LSTATUS WINAPI ResourceWatch::OpenKey(HKEY parent, LPCSTR name, DWORD options, R
 LSTATUS WINAPI ResourceWatch::CreateKey(HKEY parent, LPCSTR name, DWORD reserved, LPSTR type,
                                         DWORD options, REGSAM access, SECURITY_ATTRIBUTES* security,
                                         HKEY* key, DWORD* disposition) {
-  if (Refused()) {
+  if (Refused("RegCreateKeyExA")) {
     return ERROR_ACCESS_DENIED;
   }
   const LSTATUS status = g_watch->hooks_->createKey.Original<decltype(&RegCreateKeyExA)>()(
@@ -138,21 +145,24 @@ LSTATUS WINAPI ResourceWatch::CreateKey(HKEY parent, LPCSTR name, DWORD reserved
 
 LSTATUS WINAPI ResourceWatch::QueryValue(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type,
                                          BYTE* data, DWORD* size) {
-  return Refused() ? ERROR_ACCESS_DENIED
-                   : g_watch->hooks_->queryValue.Original<decltype(&RegQueryValueExA)>()(
-                         key, name, reserved, type, data, size);
+  return Refused("RegQueryValueExA")
+             ? ERROR_ACCESS_DENIED
+             : g_watch->hooks_->queryValue.Original<decltype(&RegQueryValueExA)>()(
+                   key, name, reserved, type, data, size);
 }
 
 LSTATUS WINAPI ResourceWatch::SetValue(HKEY key, LPCSTR name, DWORD reserved, DWORD type,
                                        const BYTE* data, DWORD size) {
-  return Refused() ? ERROR_ACCESS_DENIED
-                   : g_watch->hooks_->setValue.Original<decltype(&RegSetValueExA)>()(
-                         key, name, reserved, type, data, size);
+  return Refused("RegSetValueExA")
+             ? ERROR_ACCESS_DENIED
+             : g_watch->hooks_->setValue.Original<decltype(&RegSetValueExA)>()(key, name, reserved,
+                                                                               type, data, size);
 }
 
 LSTATUS WINAPI ResourceWatch::DeleteKey(HKEY parent, LPCSTR name) {
-  return Refused() ? ERROR_ACCESS_DENIED
-                   : g_watch->hooks_->deleteKey.Original<decltype(&RegDeleteKeyA)>()(parent, name);
+  return Refused("RegDeleteKeyA")
+             ? ERROR_ACCESS_DENIED
+             : g_watch->hooks_->deleteKey.Original<decltype(&RegDeleteKeyA)>()(parent, name);
 }
 
 LSTATUS WINAPI ResourceWatch::CloseKey(HKEY key) {

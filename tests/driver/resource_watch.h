@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 
 namespace qivm::test {
 
@@ -27,6 +28,8 @@ class ResourceWatch {
   void Restart(int failing = 0);
   /// Calls that could have failed since the restart.
   int Calls() const { return calls_; }
+  /// The function whose call was refused since the restart; empty for none.
+  std::string RefusedFunction() const { return refused_ == nullptr ? "" : refused_.load(); }
 
   /// What the driver holds of what it got while the watch was attached.
   struct Holdings {
@@ -42,7 +45,7 @@ class ResourceWatch {
   struct Hooks;
 
   /// Counts one call; true when it is the one to fail.
-  static bool Refused();
+  static bool Refused(const char* function);
 
   static HANDLE WINAPI CreateHeap(DWORD options, SIZE_T initial, SIZE_T maximum);
   static LPVOID WINAPI Allocate(HANDLE heap, DWORD flags, SIZE_T size);
@@ -66,6 +69,7 @@ class ResourceWatch {
 
   std::atomic<int> calls_ = 0;
   std::atomic<int> failing_ = 0;
+  std::atomic<const char*> refused_ = nullptr;
   std::atomic<int> blocks_ = 0;
   std::atomic<int> handles_ = 0;
   std::atomic<int> keys_ = 0;
