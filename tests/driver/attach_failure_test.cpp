@@ -90,6 +90,7 @@ TEST_P(AttachFailureTest, EveryCall) {
   const int calls = LoadWithRefusal(0);
   ASSERT_GT(calls, GetParam() ? 8 : 20);
   const ProcessResources before = ProcessResources::Now();
+  ASSERT_GT(before.handles, 0U);
   for (int failing = 1; failing <= calls; ++failing) {
     SCOPED_TRACE(::testing::Message() << "call " << failing);
     StoreSettings();

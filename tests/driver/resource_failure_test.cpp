@@ -120,6 +120,7 @@ TEST_P(ResourceFailureTest, EveryCallOfASession) {
   const int calls = resources_.Calls();
   ASSERT_GT(calls, 20);
   const ProcessResources before = ProcessResources::Now();
+  ASSERT_GT(before.handles, 0U);
   int reached = 0;
   for (int failing = 1; failing <= calls; ++failing) {
     SCOPED_TRACE(::testing::Message() << "call " << failing);
