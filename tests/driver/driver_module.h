@@ -72,7 +72,10 @@ class DriverModule {
 class Instance {
  public:
   explicit Instance(const DriverModule& driver, DWORD handler = MAKEFOURCC('Q', 'I', 'V', 'M'))
-      : driver_(driver), id_(driver.Open(handler)) {
+      : Instance(driver, driver.Open(handler), Adopt()) {}
+  /// Of an id that the caller got by opening.
+  struct Adopt {};
+  Instance(const DriverModule& driver, DWORD_PTR id, Adopt /*tag*/) : driver_(driver), id_(id) {
     EXPECT_NE(id_, 0U);
   }
   ~Instance() { Close(); }

@@ -2,31 +2,20 @@
 
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <optional>
 
 #include "tests/driver/registry_tree.h"
 
 namespace {
 
-constexpr char kCodecMakersKey[] = "Software\\Norvane";
-constexpr char kBoardMakersKey[] = "Software\\Pellaro";
-
 /// The tests start without any settings and leave those that were there as they found them.
 class OwnSettings : public ::testing::Environment {
  public:
-  void SetUp() override {
-    codec_ = qivm::test::ReadTree(kCodecMakersKey);
-    board_ = qivm::test::ReadTree(kBoardMakersKey);
-    qivm::test::DeleteTree(kCodecMakersKey);
-    qivm::test::DeleteTree(kBoardMakersKey);
-  }
-  void TearDown() override {
-    qivm::test::RestoreTree(kCodecMakersKey, codec_);
-    qivm::test::RestoreTree(kBoardMakersKey, board_);
-  }
+  void SetUp() override { settings_.emplace(); }
+  void TearDown() override { settings_.reset(); }
 
  private:
-  std::optional<qivm::test::RegistryTree> codec_;
-  std::optional<qivm::test::RegistryTree> board_;
+  std::optional<qivm::test::PreservedSettings> settings_;
 };
 
 /// A crash on any thread ends the program with an error, whatever debugger the system would start.

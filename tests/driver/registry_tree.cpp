@@ -151,4 +151,20 @@ void DeleteValue(const char* path, const std::string& name) {
   EXPECT_EQ(RegDeleteValueA(key.Get(), name.c_str()), ERROR_SUCCESS);
 }
 
+namespace {
+constexpr char kCodecMakersKey[] = "Software\\Norvane";
+constexpr char kBoardMakersKey[] = "Software\\Pellaro";
+}  // namespace
+
+PreservedSettings::PreservedSettings()
+    : codec_(ReadTree(kCodecMakersKey)), board_(ReadTree(kBoardMakersKey)) {
+  DeleteTree(kCodecMakersKey);
+  DeleteTree(kBoardMakersKey);
+}
+
+PreservedSettings::~PreservedSettings() {
+  RestoreTree(kCodecMakersKey, codec_);
+  RestoreTree(kBoardMakersKey, board_);
+}
+
 }  // namespace qivm::test

@@ -50,4 +50,17 @@ constexpr char kBoardKey[] = "Software\\Pellaro\\Meridel\\Codec";
 constexpr char kDefectiveAppsKey[] =
     "Software\\Norvane\\Common codec's settings\\YUV defective application";
 
+/// Takes the codec's settings out of the registry and puts them back at the end of its scope.
+class PreservedSettings {
+ public:
+  PreservedSettings();
+  ~PreservedSettings();
+  PreservedSettings(const PreservedSettings&) = delete;
+  PreservedSettings& operator=(const PreservedSettings&) = delete;
+
+ private:
+  std::optional<RegistryTree> codec_;
+  std::optional<RegistryTree> board_;
+};
+
 }  // namespace qivm::test

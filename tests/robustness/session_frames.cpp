@@ -1,0 +1,395 @@
+// The messages that carry frames.
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <span>
+
+#include "tests/driver/frame_calls.h"
+#include "tests/robustness/guarded_value.h"
+#include "tests/robustness/host_stand_ins.h"
+#include "tests/robustness/session.h"
+
+namespace qivm::test {
+
+namespace {
+
+constexpr std::size_t kPage = 4096;
+
+/// A compression's arguments, each of which ends where memory ends.
+struct CompressArguments {
+  CompressArguments(const BITMAPINFOHEADER& format, std::span<const std::uint8_t> picture,
+                    Random& random)
+      : inputHeader(format),
+        outputHeader(CompressedHeader(format.biWidth, format.biHeight, random.Next())),
+        flags(random.Next() & ~DWORD{AVIIF_KEYFRAME}),
+        input(picture.size()),
+        output(static_cast<std::size_t>(format.biWidth) *
+               static_cast<std::size_t>(format.biHeight) * 3) {
+    input.Fill(picture);
+    input.Protect(PAGE_READONLY);
+    inputHeader.MakeReadOnly();
+    fields.dwFlags = random.Next();
+    fields.lpbiOutput = outputHeader.Get();
+    fields.lpOutput = output.Data();
+    fields.lpbiInput = inputHeader.Get();
+    fields.lpInput = input.Data();
+    fields.lpdwFlags = random.OneIn(8) ? nullptr : flags.Get();
+    fields.lFrameNum = static_cast<LONG>(random.Next());
+    fields.dwFrameSize = random.Next();
+    fields.dwQuality = random.OneIn(4) ? random.Next() : kDefaultQuality;
+    if (random.OneIn(4)) {
+      fields.dwQuality = static_cast<DWORD>(ICQUALITY_DEFAULT);
+    }
+  }
+
+  /// The structure that is passed, with the fields as they are now.
+  ICCOMPRESS* Request() {
+    request = std::make_unique<GuardedValue<ICCOMPRESS>>(fields);
+    request->MakeReadOnly();
+    return request->Get();
+  }
+  bool GapsIntact() const {
+    return outputHeader.GapsIntact() && flags.GapsIntact() && output.GapsIntact();
+  }
+
+  GuardedValue<BITMAPINFOHEADER> inputHeader;
+  GuardedValue<BITMAPINFOHEADER> outputHeader;
+  GuardedValue<DWORD> flags;
+  GuardedBuffer input;
+  GuardedBuffer output;
+  ICCOMPRESS fields = {};
+  std::unique_ptr<GuardedValue<ICCOMPRESS>> request;
+};
+
+struct DecompressArguments {
+  DecompressArguments(const BITMAPINFOHEADER& format, std::size_t outputBytes,
+                      std::span<const std::uint8_t> frame, Random& random)
+      : inputHeader(Input(frame.size(), random)),
+        outputHeader(format),
+        input(frame.size()),
+        output(outputBytes) {
+    input.Fill(frame);
+    input.Protect(PAGE_READONLY);
+    inputHeader.MakeReadOnly();
+    output.Fill(std::uint8_t{0});
+    fields.dwFlags = random.Next();
+    fields.lpbiInput = inputHeader.Get();
+    fields.lpInput = input.Data();
+    fields.lpbiOutput = outputHeader.Get();
+    fields.lpOutput = output.Data();
+    fields.ckid = random.Next();
+  }
+
+  static BITMAPINFOHEADER Input(std::size_t bytes, Random& random) {
+    // Of the stream's header the size of the frame alone counts.
+    BITMAPINFOHEADER header = CompressedHeader(static_cast<LONG>(random.Next()),
+                                               static_cast<LONG>(random.Next()), random.Next());
+    header.biSizeImage = static_cast<DWORD>(bytes);
+    return header;
+  }
+  ICDECOMPRESS* Request() {
+    request = std::make_unique<GuardedValue<ICDECOMPRESS>>(fields);
+    request->MakeReadOnly();
+    return request->Get();
+  }
+  bool GapsIntact() const { return outputHeader.GapsIntact() && output.GapsIntact(); }
+  bool IsUntouched() const {
+    return std::ranges::all_of(output.Bytes(), [](std::uint8_t byte) { return byte == 0; });
+  }
+
+  GuardedValue<BITMAPINFOHEADER> inputHeader;
+  GuardedValue<BITMAPINFOHEADER> outputHeader;
+  GuardedBuffer input;
+  GuardedBuffer output;
+  ICDECOMPRESS fields = {};
+  std::unique_ptr<GuardedValue<ICDECOMPRESS>> request;
+};
+
+bool EndsWithEndCode(std::span<const std::uint8_t> frame) {
+  constexpr std::uint8_t kEndCode[] = {0, 0, 1, 0xB7};
+  return frame.size() >= sizeof(kEndCode) &&
+         std::ranges::equal(frame.last(sizeof(kEndCode)), kEndCode);
+}
+
+/// Makes one page of a buffer inaccessible, if it is larger than a page, and announces that.
+bool BlockOnePage(const GuardedBuffer& buffer, Random& random,
+                  AccessWatch::Announcement& announcement) {
+  const auto pages = static_cast<std::uint32_t>(buffer.Size() / kPage);
+  if (pages == 0) {
+    return false;
+  }
+  // Buffers end with a page.
+  std::uint8_t* const page = buffer.Data() + buffer.Size() - (1 + random.Below(pages)) * kPage;
+  DWORD before = 0;
+  announcement.Add(page, kPage);
+  return VirtualProtect(page, kPage, PAGE_NOACCESS, &before) != FALSE;
+}
+
+/// Replaces one of the pointers by null or by the wall, and announces that.
+void ReplacePointer(std::span<void** const> pointers, const GuardedBuffer& wall, Random& random,
+                    AccessWatch::Announcement& announcement) {
+  void*& pointer = *pointers[random.Below(static_cast<std::uint32_t>(pointers.size()))];
+  if (random.OneIn(2)) {
+    announcement.AddNull();
+    pointer = nullptr;
+  } else {
+    announcement.Add(wall.Data(), wall.Size());
+    pointer = wall.Data();
+  }
+}
+
+template <typename Pointed>
+void** Slot(Pointed*& pointer) {
+  return reinterpret_cast<void**>(&pointer);
+}
+
+/// Whether two bitmaps show the same. The unused byte of 32-bit pixels can be anything where a
+/// frame went through the codec's own bitmap.
+bool SamePicture(const BITMAPINFOHEADER& header, std::span<const std::uint8_t> a,
+                 std::span<const std::uint8_t> b) {
+  if (header.biBitCount != 32 || a.size() != b.size()) {
+    return std::ranges::equal(a, b);
+  }
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (i % 4 != 3 && a[i] != b[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::vector<std::uint8_t> Mutated(std::vector<std::uint8_t> frame, Random& random) {
+  const auto place = [&] { return random.Below(static_cast<std::uint32_t>(frame.size())); };
+  switch (random.Below(5)) {
+    case 0:
+      frame.resize(1 + place());
+      break;
+    case 1:
+      for (std::uint32_t left = 1 + random.Below(16); left > 0; --left) {
+        frame[place()] = random.Byte();
+      }
+      break;
+    case 2:
+      frame[place()] ^= static_cast<std::uint8_t>(1U << random.Below(8));
+      break;
+    case 3:
+      // Among the headers.
+      frame[random.Below(std::min<std::uint32_t>(100, static_cast<std::uint32_t>(frame.size())))] ^=
+          static_cast<std::uint8_t>(1U << random.Below(8));
+      break;
+    default:
+      for (std::uint8_t& byte : frame) {
+        byte = random.OneIn(4) ? static_cast<std::uint8_t>(random.Below(2)) : random.Byte();
+      }
+      break;
+  }
+  return frame;
+}
+
+}  // namespace
+
+LPARAM Session::WrongSize(std::size_t size) {
+  const LPARAM sizes[] = {0, 1, -1, static_cast<LPARAM>(size) - 1, static_cast<LPARAM>(size) + 1};
+  return sizes[random_.Below(std::size(sizes))];
+}
+
+void Session::Compress(OpenInstance& instance) {
+  if (random_.OneIn(16)) {
+    Expect(Send(instance.id, ICM_COMPRESS, WildParameter(), WrongSize(sizeof(ICCOMPRESS))),
+           ICERR_BADPARAM);
+    return;
+  }
+  if (!instance.model.compressor) {
+    Expect(Send(instance.id, ICM_COMPRESS, WildParameter(), sizeof(ICCOMPRESS)), ICERR_ERROR);
+    return;
+  }
+  const auto format = ReferenceFrames::FormatOf(instance.model.compressor->format);
+  const auto size = ReferenceFrames::SizeOf(instance.model.compressor->format);
+  if (format && size && !random_.OneIn(3)) {
+    CompressSound(instance, *format, *size);
+  } else {
+    CompressDamaged(instance);
+  }
+}
+
+void Session::CompressSound(OpenInstance& instance, std::size_t format, std::size_t size) {
+  const InstanceModel& model = instance.model;
+  std::vector<std::uint8_t> picture = references_.Picture(format, size);
+  const bool noise = random_.OneIn(4);
+  if (noise) {
+    std::ranges::generate(picture, [this] { return random_.Byte(); });
+  }
+  CompressArguments arguments(ReferenceFrames::HeaderOf(format, size), picture, random_);
+  const BITMAPINFOHEADER before = arguments.outputHeader.Copy();
+  const DWORD flags = arguments.flags.Copy();
+  Expect(Send(instance.id, ICM_COMPRESS, arguments.Request(), sizeof(ICCOMPRESS)), ICERR_OK);
+  ++counts_.frames;
+  Check(ThisHostThread().debugTexts == 0, "a text about a sound frame");
+  Check(arguments.GapsIntact(), "a write beside a frame");
+
+  BITMAPINFOHEADER wanted = before;
+  wanted.biSizeImage = arguments.outputHeader.Copy().biSizeImage;
+  wanted.biPlanes = 1;
+  wanted.biClrUsed = 0;
+  wanted.biClrImportant = 0;
+  Check(arguments.outputHeader.Holds(wanted), "wrong header of a frame");
+  Check(wanted.biSizeImage <= arguments.output.Size(), "a frame larger than promised");
+  const auto frame = arguments.output.Bytes().first(wanted.biSizeImage);
+  Check(EndsWithEndCode(frame), "a frame without its end");
+  Check(arguments.fields.lpdwFlags == nullptr || arguments.flags.Holds(flags | AVIIF_KEYFRAME),
+        "wrong flags of a frame");
+  const DWORD quality = arguments.fields.dwQuality == static_cast<DWORD>(ICQUALITY_DEFAULT)
+                            ? model.quality
+                            : arguments.fields.dwQuality;
+  if (!noise && quality == kDefaultQuality) {
+    Check(std::ranges::equal(frame, references_.Compressed(format, size, model.compressor->worker,
+                                                           model.FieldsChanged())),
+          "a frame unlike the reference");
+    ++counts_.comparisons;
+  }
+}
+
+void Session::CompressDamaged(OpenInstance& instance) {
+  const BITMAPINFOHEADER& begun = instance.model.compressor->format;
+  const auto format = ReferenceFrames::FormatOf(begun);
+  const auto size = ReferenceFrames::SizeOf(begun);
+  const bool known = format && size;
+  // A frame of another size than the begun one stands for those that are too large to try.
+  const std::size_t given = known ? *format : 0;
+  CompressArguments arguments(ReferenceFrames::HeaderOf(given, size.value_or(0)),
+                              references_.Picture(given, size.value_or(0)), random_);
+  ICCOMPRESS& fields = arguments.fields;
+  const DWORD flags = arguments.flags.Copy();
+  GuardedValue<BITMAPINFOHEADER> otherHeader({});
+  AccessWatch::Announcement announcement(lane_);
+  bool passed = true;
+  if (!known) {
+    announcement.AddNull();
+  } else if (random_.OneIn(8)) {
+    announcement.AddNull();
+    BITMAPINFOHEADER other = begun;
+    other.biHeight += 16;
+    otherHeader.Set(other);
+    fields.lpbiInput = otherHeader.Get();
+  } else if (!random_.OneIn(3) || !BlockOnePage(arguments.input, random_, announcement)) {
+    void** const pointers[] = {Slot(fields.lpbiInput), Slot(fields.lpInput),
+                               Slot(fields.lpbiOutput), Slot(fields.lpOutput)};
+    ReplacePointer(pointers, wall_, random_, announcement);
+    passed = !random_.OneIn(8);
+  }
+  if (!passed) {
+    announcement.Add(wall_.Data(), wall_.Size());
+  }
+  Expect(Send(instance.id, ICM_COMPRESS, passed ? arguments.Request() : Parameter(wall_.Data()),
+              sizeof(ICCOMPRESS)),
+         ICERR_OK);
+  ++counts_.damaged;
+  Check(ThisHostThread().debugTexts == 2, "no text about a fault");
+  Check(arguments.GapsIntact(), "a write beside a frame");
+  Check(arguments.flags.Holds(flags), "a key frame after a fault");
+}
+
+void Session::Decompress(OpenInstance& instance) {
+  if (random_.OneIn(16)) {
+    Expect(Send(instance.id, ICM_DECOMPRESS, WildParameter(), WrongSize(sizeof(ICDECOMPRESS))),
+           ICERR_BADPARAM);
+    return;
+  }
+  if (!instance.model.decompressor) {
+    Expect(Send(instance.id, ICM_DECOMPRESS, WildParameter(), sizeof(ICDECOMPRESS)), ICERR_ERROR);
+    return;
+  }
+  switch (random_.Below(8)) {
+    case 0:
+    case 1:
+      DecompressMutated(instance);
+      break;
+    case 2:
+    case 3:
+      DecompressDamaged(instance);
+      break;
+    default:
+      DecompressSound(instance);
+      break;
+  }
+}
+
+void Session::DecompressSound(OpenInstance& instance) {
+  const InstanceModel& model = instance.model;
+  const BITMAPINFOHEADER& begun = model.decompressor->format;
+  const std::size_t size = ReferenceFrames::SizeOf(begun).value_or(0);
+  std::size_t format = 0;
+  BITMAPINFOHEADER header = {};
+  do {
+    // A context stays with RGB or with YUV, as it was begun.
+    format = random_.Below(ReferenceFrames::kOutputFormats);
+    header = ReferenceFrames::HeaderOf(format, size);
+  } while ((header.biCompression == BI_RGB) != (begun.biCompression == BI_RGB));
+  const std::vector<std::uint8_t> none;
+  const bool empty = random_.OneIn(16);
+  DecompressArguments arguments(header, BitmapBytes(header), empty ? none : references_.Frame(size),
+                                random_);
+  Expect(Send(instance.id, ICM_DECOMPRESS, arguments.Request(), sizeof(ICDECOMPRESS)), ICERR_OK);
+  ++counts_.frames;
+  Check(arguments.GapsIntact(), "a write beside a bitmap");
+  if (empty) {
+    Check(arguments.IsUntouched(), "a bitmap written without a frame");
+  } else if (!model.strayHeaders &&
+             (!model.FieldsChanged() || ReferenceFrames::SizeOf(begun).has_value())) {
+    Check(SamePicture(header, arguments.output.Bytes(),
+                      references_.Decompressed(format, size, model.FieldsChanged())),
+          "a bitmap unlike the reference");
+    ++counts_.comparisons;
+  }
+}
+
+void Session::DecompressMutated(OpenInstance& instance) {
+  // Neither the bitmap's size nor its format need be what was begun or what the frame is.
+  BITMAPINFOHEADER header = ReferenceFrames::HeaderOf(random_.Below(ReferenceFrames::kFormats),
+                                                      random_.Below(ReferenceFrames::kSizes));
+  std::size_t bytes = BitmapBytes(header);
+  if (random_.OneIn(8)) {
+    // Such bitmaps are not written at all.
+    constexpr LONG kExtents[] = {0, -16, -0x7FFFFFFF};
+    (random_.OneIn(2) ? header.biWidth : header.biHeight) = kExtents[random_.Below(3)];
+    bytes = 1;
+  }
+  instance.model.strayHeaders = true;
+  AccessWatch::Announcement announcement(lane_);
+  announcement.AddNull();
+  const auto& frame = references_.Frame(random_.Below(ReferenceFrames::kSizes));
+  DecompressArguments arguments(header, bytes, random_.OneIn(4) ? frame : Mutated(frame, random_),
+                                random_);
+  Expect(Send(instance.id, ICM_DECOMPRESS, arguments.Request(), sizeof(ICDECOMPRESS)), ICERR_OK);
+  ++counts_.damaged;
+  Check(arguments.GapsIntact(), "a write beside a bitmap");
+}
+
+void Session::DecompressDamaged(OpenInstance& instance) {
+  const std::size_t size = ReferenceFrames::SizeOf(instance.model.decompressor->format).value_or(0);
+  const BITMAPINFOHEADER header =
+      ReferenceFrames::HeaderOf(random_.Below(ReferenceFrames::kOutputFormats), size);
+  DecompressArguments arguments(header, BitmapBytes(header), references_.Frame(size), random_);
+  ICDECOMPRESS& fields = arguments.fields;
+  AccessWatch::Announcement announcement(lane_);
+  bool passed = true;
+  if (!random_.OneIn(3) || !BlockOnePage(arguments.output, random_, announcement)) {
+    void** const pointers[] = {Slot(fields.lpbiInput), Slot(fields.lpInput),
+                               Slot(fields.lpbiOutput), Slot(fields.lpOutput)};
+    ReplacePointer(pointers, wall_, random_, announcement);
+    passed = !random_.OneIn(8);
+  }
+  if (!passed) {
+    announcement.Add(wall_.Data(), wall_.Size());
+  }
+  Expect(Send(instance.id, ICM_DECOMPRESS, passed ? arguments.Request() : Parameter(wall_.Data()),
+              sizeof(ICDECOMPRESS)),
+         ICERR_OK);
+  ++counts_.damaged;
+  // A page that was blocked must not be read to look.
+  arguments.output.Protect(PAGE_READWRITE);
+  Check(arguments.GapsIntact(), "a write beside a bitmap");
+}
+
+}  // namespace qivm::test
