@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "tests/tools/temporary_file.h"
+#include "tests/tools/tool_errors.h"
 
 namespace qivm {
 namespace {
@@ -32,6 +33,17 @@ std::string WithUnixLineEnds(std::string text) {
 
 std::string CliRun::OutputText() const { return WithUnixLineEnds(output); }
 std::string CliRun::ErrorText() const { return WithUnixLineEnds(errors); }
+
+void ExpectSuccess(const CliRun& run) {
+  EXPECT_EQ(run.exitCode, 0U) << run.errors;
+  EXPECT_EQ(run.errors, "");
+}
+
+void ExpectFailure(const CliRun& run, ExitCode code, const std::string& message) {
+  EXPECT_EQ(run.exitCode, static_cast<unsigned long>(code));
+  EXPECT_TRUE(Contains(run.ErrorText(), message)) << run.errors;
+  EXPECT_EQ(run.output, "");
+}
 
 std::wstring BesideTest(const std::wstring& file) {
   std::wstring path(MAX_PATH, L'\0');

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/vfwtool/tool_error.h"
+
 namespace qivm {
 
 /// What a run of vfwtool.exe left.
@@ -19,6 +21,12 @@ struct CliRun {
 /// Runs the vfwtool.exe beside the test program with these arguments (UTF-8, without quotation
 /// marks) and the file `input`, where it is given, as standard input.
 CliRun RunCli(const std::vector<std::string>& arguments, const std::string& input = {});
+
+/// The run ended well and had no complaints.
+void ExpectSuccess(const CliRun& run);
+
+/// The run ended with that code, `message` in its complaints and nothing on the standard output.
+void ExpectFailure(const CliRun& run, ExitCode code, const std::string& message);
 
 /// The path of a file beside the test program.
 std::wstring BesideTest(const std::wstring& file);

@@ -133,6 +133,17 @@ LRESULT SetDword(LPARAM target, DWORD value) {
   return ICERR_OK;
 }
 
+/// Stands for a dialog that the user closes at once; tells a test that waits for it.
+LRESULT ShowDialog(LPARAM parent, const wchar_t* eventName, LRESULT result) {
+  const HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName);
+  if (parent == 0 || event == nullptr) {
+    return ICERR_ERROR;
+  }
+  SetEvent(event);
+  CloseHandle(event);
+  return result;
+}
+
 }  // namespace
 }  // namespace qivm
 
@@ -147,6 +158,12 @@ extern "C" LRESULT WINAPI DriverProc(DWORD_PTR id, HDRVR driver, UINT message, L
     case DRV_ENABLE:
     case DRV_DISABLE:
       return 1;
+    case DRV_QUERYCONFIGURE:
+      return 1;
+    case DRV_CONFIGURE:
+      return ShowDialog(first, kStoreConfigureEvent, DRVCNF_RESTART);
+    case ICM_ABOUT:
+      return first == -1 ? ICERR_OK : ShowDialog(first, kStoreAboutEvent, ICERR_OK);
     case ICM_GETINFO:
       return GetInfo(reinterpret_cast<ICINFO*>(first), second);
     case ICM_GETDEFAULTQUALITY:

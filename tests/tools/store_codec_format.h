@@ -21,6 +21,10 @@ inline constexpr std::uint8_t kStoreEmptyByte = 0xDD;
 
 inline constexpr std::uint32_t kStoreDefaultQuality = 4321;
 
+/// Set when the codec is asked to show its settings and its about box.
+inline constexpr wchar_t kStoreConfigureEvent[] = L"vfwtool-test-configure";
+inline constexpr wchar_t kStoreAboutEvent[] = L"vfwtool-test-about";
+
 /// The stream format: a bitmap header, then the header of the stored pictures, then a pattern.
 inline constexpr std::uint32_t kStoreFormatBytes = 252;
 inline constexpr std::uint8_t kStorePatternByte = 0xA5;
