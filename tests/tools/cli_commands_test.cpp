@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -139,12 +138,8 @@ TEST_F(CliCommands, DiagnosesWhatIsWrongWithTheFile) {
 }
 
 TEST_F(CliCommands, ShowsTheCodecsDialogs) {
-  struct HandleCloser {
-    void operator()(HANDLE handle) const { CloseHandle(handle); }
-  };
-  using Event = std::unique_ptr<void, HandleCloser>;
-  const Event configured(CreateEventW(nullptr, TRUE, FALSE, kStoreConfigureEvent));
-  const Event about(CreateEventW(nullptr, TRUE, FALSE, kStoreAboutEvent));
+  const OwnedHandle configured(CreateEventW(nullptr, TRUE, FALSE, kStoreConfigureEvent));
+  const OwnedHandle about(CreateEventW(nullptr, TRUE, FALSE, kStoreAboutEvent));
   const CliRun run = RunCli({"configure", "--codec", "STOR"});
   ExpectSuccess(run);
   EXPECT_TRUE(Contains(run.output, "Windows has to be started anew")) << run.output;
@@ -155,6 +150,27 @@ TEST_F(CliCommands, ShowsTheCodecsDialogs) {
   ExpectFailure(RunCli({"configure", "--codec", "NONE"}), ExitCode::kCodec,
                 "no driver with the code NONE can be opened");
   ExpectFailure(RunCli({"about", "--codec", "NONE"}), ExitCode::kCodec, "no codec with the code");
+}
+
+TEST_F(CliCommands, ControlCLeavesACompleteRecording) {
+  constexpr DWORD kPatience = 60000;
+  std::vector<Picture> pictures = TestPictures(kFormat.layout, 3);
+  pictures[2][0] = kStoreSignalByte;
+  StoreY4m(source_.Name(), kFormat, pictures);
+  const OwnedHandle compressed(CreateEventW(nullptr, TRUE, FALSE, kStoreCompressedEvent));
+  InputPipe pipe;
+  CliProcess process({"record", "-", "-o", recorded_.Name(), "--codec", "STOR"}, pipe.TakeReading(),
+                     CliProcess::Console::kOwn);
+  // The fourth picture never comes: the tool waits for it when it is interrupted.
+  pipe.Write(source_.Text());
+  ASSERT_EQ(WaitForSingleObject(compressed.get(), kPatience), WAIT_OBJECT_0);
+  process.PressControlC();
+  const CliRun run = process.Wait();
+  EXPECT_EQ(run.exitCode, static_cast<unsigned long>(ExitCode::kInterrupted));
+  EXPECT_TRUE(run.output.starts_with("recorded 3 frames")) << run.output;
+  EXPECT_EQ(run.ErrorText(),
+            "vfwtool record: stopped; " + recorded_.Name() + " has the 3 frames so far\n");
+  EXPECT_EQ(LoadAvi(recorded_.Name()).frames.size(), 3U);
 }
 
 TEST_F(CliCommands, ExportsAndImports) {

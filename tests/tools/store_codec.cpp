@@ -62,6 +62,17 @@ LRESULT GetCompressedFormat(const BITMAPINFOHEADER* input, LPARAM output) {
   return ICERR_OK;
 }
 
+/// Sets an event of the test; false when there is none of that name.
+bool SignalTest(const wchar_t* eventName) {
+  const HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName);
+  if (event == nullptr) {
+    return false;
+  }
+  SetEvent(event);
+  CloseHandle(event);
+  return true;
+}
+
 LRESULT Compress(const ICCOMPRESS& call) {
   const auto* const picture = static_cast<const std::uint8_t*>(call.lpInput);
   if (*picture == kStoreFailByte) {
@@ -78,7 +89,8 @@ LRESULT Compress(const ICCOMPRESS& call) {
   std::memcpy(frame, &header, sizeof(header));
   std::memcpy(frame + sizeof(header), picture, pictureBytes);
   call.lpbiOutput->biSizeImage = static_cast<DWORD>(sizeof(header)) + pictureBytes;
-  return ICERR_OK;
+  return *picture != kStoreSignalByte || SignalTest(kStoreCompressedEvent) ? ICERR_OK
+                                                                           : ICERR_INTERNAL;
 }
 
 /// Gives only the format that was stored.
@@ -135,13 +147,7 @@ LRESULT SetDword(LPARAM target, DWORD value) {
 
 /// Stands for a dialog that the user closes at once; tells a test that waits for it.
 LRESULT ShowDialog(LPARAM parent, const wchar_t* eventName, LRESULT result) {
-  const HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName);
-  if (parent == 0 || event == nullptr) {
-    return ICERR_ERROR;
-  }
-  SetEvent(event);
-  CloseHandle(event);
-  return result;
+  return parent != 0 && SignalTest(eventName) ? result : ICERR_ERROR;
 }
 
 }  // namespace

@@ -98,8 +98,11 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   const OpenedClip clip = OpenClip(input, format, streams);
   const ClipFormat& clipFormat = clip.source->Format();
   std::vector<std::uint8_t> picture(clipFormat.layout.FrameBytes());
-  if (!clip.source->Read(picture)) {
-    throw ToolError(ExitCode::kInput, Concat(input, ": has no frames"));
+  const InterruptionWatch watch;
+  if (!ReadNext(*clip.source, picture)) {
+    throw InterruptionWatch::IsRequested()
+        ? ToolError(ExitCode::kInterrupted, "stopped before the first frame; nothing was recorded")
+        : ToolError(ExitCode::kInput, Concat(input, ": has no frames"));
   }
 
   Compressor compressor(Codec::ForCompression(code), clipFormat.layout, quality);
@@ -115,7 +118,6 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
                         .codec = compressor.Description(),
                         .format = clipFormat,
                         .quality = compressor.Quality()};
-  const InterruptionWatch watch;
   {
     Progress progress(streams.errors, ProgressStyle(arguments, streams), clip.source->FrameCount());
     RecordFrames(*clip.source, picture, compressor, writer, progress, report);
