@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
 #include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
+#include "tests/driver/replaced_imports.h"
 
 namespace qivm::test {
 
@@ -41,10 +43,18 @@ std::uint32_t StoredMxcsr() {
 
 void LoadMxcsr(std::uint32_t value) { __asm__ volatile("ldmxcsr %0" : : "m"(value)); }
 
+/// The direction flag, which is clear between calls.
+bool StringsRunBackwards() {
+  std::uintptr_t flags = 0;
+  __asm__ volatile("pushf\n\tpop %0" : "=r"(flags) : : "memory");
+  constexpr std::uintptr_t kDirection = 0x400;
+  return (flags & kDirection) != 0;
+}
+
 constexpr std::uint16_t kAllTagsEmpty = 0xFFFF;
 
-/// Runs a call under unusual floating-point settings and checks that it leaves them, and no MMX
-/// register in use.
+/// Runs a call under unusual floating-point settings and checks that it leaves them, no MMX
+/// register in use and strings running forwards.
 template <typename Call>
 void ExpectStateKept(const Call& call) {
   // Single precision towards zero; SSE towards zero and flushing to zero.
@@ -55,12 +65,14 @@ void ExpectStateKept(const Call& call) {
   LoadX87Control(kControl);
   LoadMxcsr(kMxcsr);
   call();
+  const bool backwards = StringsRunBackwards();
   const X87Environment environment = StoredX87();
   const std::uint32_t mxcsr = StoredMxcsr();
   LoadX87Control(usualControl);
   LoadMxcsr(usualMxcsr);
   // The status bits are sticky and any floating-point code may set them.
   constexpr std::uint32_t kStatusBits = 0x3F;
+  EXPECT_FALSE(backwards);
   EXPECT_EQ(environment.control, kControl);
   EXPECT_EQ(environment.tags, kAllTagsEmpty);
   EXPECT_EQ(mxcsr & ~kStatusBits, kMxcsr & ~kStatusBits);
@@ -90,21 +102,55 @@ TEST_F(HostStateTest, IsKeptByEveryStepOfAFrame) {
   ExpectStateKept([&] { EXPECT_EQ(instance.Send(ICM_DECOMPRESS_END), ICERR_OK); });
 }
 
+TEST_F(HostStateTest, IsKeptByEveryOtherMessage) {
+  DWORD_PTR id = 0;
+  ExpectStateKept([&] { id = driver_.Open(); });
+  ASSERT_NE(id, 0U);
+  const BITMAPINFOHEADER stream = CompressedHeader(128, 96);
+  ICINFO info = {};
+  BITMAPINFOHEADER suggested = {};
+  std::array<std::uint8_t, 1096> bytes = {};
+  const auto expectKept = [&](UINT message, Parameter parameter1, Parameter parameter2) {
+    SCOPED_TRACE(message);
+    ExpectStateKept([&] { EXPECT_GE(driver_.Send(id, message, parameter1, parameter2), 0); });
+  };
+  expectKept(ICM_GETINFO, &info, sizeof(info));
+  expectKept(ICM_GETSTATE, bytes.data(), sizeof(bytes));
+  expectKept(ICM_SETSTATE, bytes.data(), sizeof(bytes));
+  expectKept(ICM_COMPRESS_QUERY, &kHeader, &stream);
+  expectKept(ICM_COMPRESS_GET_FORMAT, &kHeader, bytes.data());
+  expectKept(ICM_COMPRESS_GET_SIZE, &kHeader, nullptr);
+  expectKept(ICM_DECOMPRESS_QUERY, &stream, &kHeader);
+  expectKept(ICM_DECOMPRESS_GET_FORMAT, &stream, &suggested);
+  expectKept(ICM_CONFIGURE, LPARAM{-1}, nullptr);
+  expectKept(DRV_LOAD, nullptr, nullptr);
+  expectKept(DRV_CLOSE, nullptr, nullptr);
+  ExpectStateKept([&] { driver_.Reload(); });
+}
+
 TEST_F(HostStateTest, IsKeptByAFault) {
   const auto frame = CompressAlone(driver_, kHeader, MakePicture(kHeader));
-  const Instance instance(driver_);
-  ASSERT_EQ(BeginCompress(instance, kHeader), ICERR_OK);
-  ASSERT_EQ(BeginDecompress(instance, kHeader), ICERR_OK);
-  // Half of each bitmap, so that the kernels are at work when the fault comes.
-  GuardedBuffer half(BitmapBytes(kHeader) / 2, Edge::first);
-  auto* const bitmap = half.Data() - half.Size();
-  CompressCall compress(kHeader);
-  compress.request.lpInput = bitmap;
-  ExpectStateKept([&] { EXPECT_EQ(compress.Send(instance), ICERR_OK); });
-  EXPECT_EQ(compress.outputHeader.biSizeImage, 0U);
-  DecompressCall decompress(kHeader, frame);
-  decompress.request.lpOutput = bitmap;
-  ExpectStateKept([&] { EXPECT_EQ(decompress.Send(instance), ICERR_OK); });
+  for (const DWORD count : std::initializer_list<DWORD>{1, 2}) {
+    const ProcessorCount processors(driver_.Handle(), count);
+    const Instance instance(driver_);
+    ASSERT_EQ(BeginCompress(instance, kHeader), ICERR_OK);
+    ASSERT_EQ(BeginDecompress(instance, kHeader), ICERR_OK);
+    // Half of each bitmap, so that the kernels are at work when the fault comes: with two
+    // processors on the one thread or the other.
+    GuardedBuffer half(BitmapBytes(kHeader));
+    for (std::uint8_t* const blocked : {half.Data(), half.Data() + half.Size() / 2}) {
+      half.Protect(PAGE_READWRITE);
+      DWORD before = 0;
+      ASSERT_NE(VirtualProtect(blocked, half.Size() / 2, PAGE_NOACCESS, &before), FALSE);
+      CompressCall compress(kHeader);
+      compress.request.lpInput = half.Data();
+      ExpectStateKept([&] { EXPECT_EQ(compress.Send(instance), ICERR_OK); });
+      EXPECT_EQ(compress.outputHeader.biSizeImage, 0U);
+      DecompressCall decompress(kHeader, frame);
+      decompress.request.lpOutput = half.Data();
+      ExpectStateKept([&] { EXPECT_EQ(decompress.Send(instance), ICERR_OK); });
+    }
+  }
 }
 
 TEST_F(HostStateTest, AFrameEndsWithNoMmxRegisterInUse) {

@@ -1,14 +1,10 @@
 #include <algorithm>
 
+#include "tests/driver/call_at_stack_offset.h"
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
 #include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
-
-/// Calls the driver with the stack pointer at a multiple of 4 of the test's choice, as old hosts
-/// do.
-extern "C" LRESULT QivmCallAtStackOffset(qivm::test::DriverProcFunction function, unsigned offset,
-                                         const LPARAM* arguments);
 
 namespace qivm::test {
 

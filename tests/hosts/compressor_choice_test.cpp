@@ -86,16 +86,6 @@ TEST_F(CompressorChoiceTest, CancellingChoosesNothing) {
   EXPECT_EQ(variables_.hic, nullptr);
 }
 
-TEST_F(CompressorChoiceTest, ACodecThatCannotCompressThePictureIsNotOffered) {
-  bitmap_ = Header(kRgb24, 321, 240);
-  ModalCall choosing([this](HWND parent) { return Choose(parent); });
-  const Window dialog = choosing.TopDialog();
-  const std::vector<std::string> entries = Entries(CodecList(dialog));
-  EXPECT_EQ(std::find(entries.begin(), entries.end(), "Norvane MPEG2 I-frames"), entries.end());
-  dialog.Click(IDCANCEL);
-  EXPECT_EQ(choosing.Result(), FALSE);
-}
-
 }  // namespace
 
 }  // namespace qivm::test

@@ -125,12 +125,20 @@ TEST(AviReader, FindsTheFramesOfAFileThatWasNotCompleted) {
   const std::vector<Bytes> frames = TestFrames(30);
   Store(file.Name(), frames);
   const std::string text = file.Text();
-  const TemporaryFile cut(".avi");
-  // As a writer that was killed leaves it: sizes as at the start, and no index.
-  cut.Store(text.substr(0, text.find("idx1")));
-  Overwrite(cut.Name(), 4, "\xFF\xFF\xFF\x7F");
-  Overwrite(cut.Name(), PositionOf(cut, "movi") - 4, "\xFF\xFF\xFF\x7F");
-  ExpectFrames(cut.Name(), frames, false);
+  // As writers that were killed leave it: without an index, and the sizes as at the start, which
+  // are much too large with some and too small with others.
+  struct Sizes {
+    std::string riff;
+    std::string movie;
+  };
+  for (const Sizes& sizes : {Sizes{"\xFF\xFF\xFF\x7F", "\xFF\xFF\xFF\x7F"},
+                             Sizes{std::string(4, '\0'), std::string("\4\0\0\0", 4)}}) {
+    const TemporaryFile cut(".avi");
+    cut.Store(text.substr(0, text.find("idx1")));
+    Overwrite(cut.Name(), 4, sizes.riff);
+    Overwrite(cut.Name(), PositionOf(cut, "movi") - 4, sizes.movie);
+    ExpectFrames(cut.Name(), frames, false);
+  }
 }
 
 TEST(AviReader, TakesIndexesThatCountFromTheBeginning) {

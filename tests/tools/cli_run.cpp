@@ -3,17 +3,11 @@
 #include <windows.h>
 
 #include <gtest/gtest.h>
-#include <memory>
 
-#include "tests/tools/temporary_file.h"
+#include "tests/tools/tool_errors.h"
 
 namespace qivm {
 namespace {
-
-struct HandleCloser {
-  void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using OwnedHandle = std::unique_ptr<void, HandleCloser>;
 
 OwnedHandle OpenInheritable(const std::wstring& name, DWORD access, DWORD creation) {
   SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
@@ -33,48 +27,95 @@ std::string WithUnixLineEnds(std::string text) {
 std::string CliRun::OutputText() const { return WithUnixLineEnds(output); }
 std::string CliRun::ErrorText() const { return WithUnixLineEnds(errors); }
 
+void ExpectSuccess(const CliRun& run) {
+  EXPECT_EQ(run.exitCode, 0U) << run.errors;
+  EXPECT_EQ(run.errors, "");
+}
+
+void ExpectFailure(const CliRun& run, ExitCode code, const std::string& message) {
+  EXPECT_EQ(run.exitCode, static_cast<unsigned long>(code));
+  EXPECT_TRUE(Contains(run.ErrorText(), message)) << run.errors;
+  EXPECT_EQ(run.output, "");
+}
+
 std::wstring BesideTest(const std::wstring& file) {
   std::wstring path(MAX_PATH, L'\0');
   path.resize(GetModuleFileNameW(nullptr, path.data(), MAX_PATH));
   return path.substr(0, path.rfind(L'\\') + 1) + file;
 }
 
-CliRun RunCli(const std::vector<std::string>& arguments, const std::string& input) {
+CliProcess::CliProcess(const std::vector<std::string>& arguments, OwnedHandle input,
+                       Console console) {
   const std::wstring program = BesideTest(L"vfwtool.exe");
   std::wstring commandLine = L"\"" + program + L"\"";
   for (const std::string& argument : arguments) {
     commandLine += L" \"" + PathOf(argument).wstring() + L"\"";
   }
-  const TemporaryFile output(".stdout");
-  const TemporaryFile errors(".stderr");
-  CliRun run;
-  {
-    const OwnedHandle inputHandle = OpenInheritable(
-        input.empty() ? L"NUL" : PathOf(input).wstring(), GENERIC_READ, OPEN_EXISTING);
-    const OwnedHandle outputHandle =
-        OpenInheritable(PathOf(output.Name()).wstring(), GENERIC_WRITE, CREATE_ALWAYS);
-    const OwnedHandle errorHandle =
-        OpenInheritable(PathOf(errors.Name()).wstring(), GENERIC_WRITE, CREATE_ALWAYS);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = inputHandle.get();
-    startup.hStdOutput = outputHandle.get();
-    startup.hStdError = errorHandle.get();
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                        nullptr, &startup, &process)) {
-      ADD_FAILURE() << "vfwtool.exe does not start: error " << GetLastError();
-      return run;
-    }
-    const OwnedHandle processHandle(process.hProcess);
-    const OwnedHandle threadHandle(process.hThread);
-    WaitForSingleObject(process.hProcess, INFINITE);
-    EXPECT_TRUE(GetExitCodeProcess(process.hProcess, &run.exitCode));
+  const OwnedHandle outputHandle =
+      OpenInheritable(PathOf(output_.Name()).wstring(), GENERIC_WRITE, CREATE_ALWAYS);
+  const OwnedHandle errorHandle =
+      OpenInheritable(PathOf(errors_.Name()).wstring(), GENERIC_WRITE, CREATE_ALWAYS);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = input.get();
+  startup.hStdOutput = outputHandle.get();
+  startup.hStdError = errorHandle.get();
+  PROCESS_INFORMATION process{};
+  // Nobody sees a console of its own; it takes long to make one, so only those who need it get it.
+  const DWORD flags = console == Console::kOwn ? CREATE_NO_WINDOW : 0;
+  if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, flags, nullptr,
+                      nullptr, &startup, &process)) {
+    ADD_FAILURE() << "vfwtool.exe does not start: error " << GetLastError();
+    return;
   }
-  run.output = output.Text();
-  run.errors = errors.Text();
+  CloseHandle(process.hThread);
+  process_.reset(process.hProcess);
+  id_ = process.dwProcessId;
+}
+
+void CliProcess::PressControlC() const {
+  FreeConsole();
+  ASSERT_TRUE(AttachConsole(id_)) << GetLastError();
+  SetConsoleCtrlHandler(nullptr, TRUE);  // This process shall not hear it.
+  EXPECT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) << GetLastError();
+}
+
+CliRun CliProcess::Wait() {
+  CliRun run;
+  if (process_ == nullptr) {
+    return run;
+  }
+  WaitForSingleObject(process_.get(), INFINITE);
+  EXPECT_TRUE(GetExitCodeProcess(process_.get(), &run.exitCode));
+  run.output = output_.Text();
+  run.errors = errors_.Text();
   return run;
+}
+
+CliRun RunCli(const std::vector<std::string>& arguments, const std::string& input) {
+  return CliProcess(arguments,
+                    OpenInheritable(input.empty() ? L"NUL" : PathOf(input).wstring(), GENERIC_READ,
+                                    OPEN_EXISTING),
+                    CliProcess::Console::kShared)
+      .Wait();
+}
+
+InputPipe::InputPipe() {
+  SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  HANDLE reading = nullptr;
+  HANDLE writing = nullptr;
+  EXPECT_TRUE(CreatePipe(&reading, &writing, &inheritable, 0));
+  EXPECT_TRUE(SetHandleInformation(writing, HANDLE_FLAG_INHERIT, 0));
+  reading_.reset(reading);
+  writing_.reset(writing);
+}
+
+void InputPipe::Write(const std::string& bytes) const {
+  DWORD written = 0;
+  EXPECT_TRUE(
+      WriteFile(writing_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+  EXPECT_EQ(written, bytes.size());
 }
 
 }  // namespace qivm

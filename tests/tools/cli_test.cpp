@@ -37,17 +37,6 @@ StoreFrameHeader StoredHeader(const Picture& frame) {
   return header;
 }
 
-void ExpectSuccess(const CliRun& run) {
-  EXPECT_EQ(run.exitCode, 0U) << run.errors;
-  EXPECT_EQ(run.errors, "");
-}
-
-void ExpectFailure(const CliRun& run, ExitCode code, const std::string& message) {
-  EXPECT_EQ(run.exitCode, static_cast<unsigned long>(code));
-  EXPECT_TRUE(Contains(run.ErrorText(), message)) << run.errors;
-  EXPECT_EQ(run.output, "");
-}
-
 class Cli : public testing::Test {
  protected:
   /// Stores a clip of `format` and records it with further `options`.
@@ -344,7 +333,8 @@ TEST_F(Cli, UsageErrorsTouchNothing) {
                 "an AVI cannot be written to the standard output");
   ExpectFailure(Record(format, TestPictures(format.layout, 1), {"--format", "rgb24"}),
                 ExitCode::kUsage, "this tool does not convert colours");
-  ExpectFailure(Play("pictures.bmp"), ExitCode::kUsage, "ends in neither .y4m nor .avi");
+  ExpectFailure(Play("pictures.gif"), ExitCode::kUsage,
+                "ends in none of .y4m, .avi, .png and .bmp");
   ExpectFailure(Play("-", {"--format", "rgb24"}), ExitCode::kUsage,
                 "a Y4M clip holds no RGB pictures");
   EXPECT_FALSE(recorded_.Exists());
@@ -355,7 +345,8 @@ TEST_F(Cli, TellsItsVersionAndBitness) {
   ExpectSuccess(run);
   const std::string bitness = sizeof(void*) == 8 ? "(64-bit)" : "(32-bit)";
   EXPECT_EQ(run.OutputText(), "vfwtool " VFWTOOL_VERSION " " + bitness + "\n");
-  for (const char* const command : {"record", "play", "info"}) {
+  for (const char* const command : {"record", "play", "info", "export", "import", "compare",
+                                    "bench", "diagnose", "configure", "about"}) {
     const CliRun help = RunCli({command, "--help"});
     ExpectSuccess(help);
     EXPECT_TRUE(help.output.starts_with(std::string("Usage: vfwtool ") + command + ' '));

@@ -62,6 +62,17 @@ LRESULT GetCompressedFormat(const BITMAPINFOHEADER* input, LPARAM output) {
   return ICERR_OK;
 }
 
+/// Sets an event of the test; false when there is none of that name.
+bool SignalTest(const wchar_t* eventName) {
+  const HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName);
+  if (event == nullptr) {
+    return false;
+  }
+  SetEvent(event);
+  CloseHandle(event);
+  return true;
+}
+
 LRESULT Compress(const ICCOMPRESS& call) {
   const auto* const picture = static_cast<const std::uint8_t*>(call.lpInput);
   if (*picture == kStoreFailByte) {
@@ -78,7 +89,8 @@ LRESULT Compress(const ICCOMPRESS& call) {
   std::memcpy(frame, &header, sizeof(header));
   std::memcpy(frame + sizeof(header), picture, pictureBytes);
   call.lpbiOutput->biSizeImage = static_cast<DWORD>(sizeof(header)) + pictureBytes;
-  return ICERR_OK;
+  return *picture != kStoreSignalByte || SignalTest(kStoreCompressedEvent) ? ICERR_OK
+                                                                           : ICERR_INTERNAL;
 }
 
 /// Gives only the format that was stored.
@@ -133,6 +145,11 @@ LRESULT SetDword(LPARAM target, DWORD value) {
   return ICERR_OK;
 }
 
+/// Stands for a dialog that the user closes at once; tells a test that waits for it.
+LRESULT ShowDialog(LPARAM parent, const wchar_t* eventName, LRESULT result) {
+  return parent != 0 && SignalTest(eventName) ? result : ICERR_ERROR;
+}
+
 }  // namespace
 }  // namespace qivm
 
@@ -147,6 +164,12 @@ extern "C" LRESULT WINAPI DriverProc(DWORD_PTR id, HDRVR driver, UINT message, L
     case DRV_ENABLE:
     case DRV_DISABLE:
       return 1;
+    case DRV_QUERYCONFIGURE:
+      return 1;
+    case DRV_CONFIGURE:
+      return ShowDialog(first, kStoreConfigureEvent, DRVCNF_RESTART);
+    case ICM_ABOUT:
+      return first == -1 ? ICERR_OK : ShowDialog(first, kStoreAboutEvent, ICERR_OK);
     case ICM_GETINFO:
       return GetInfo(reinterpret_cast<ICINFO*>(first), second);
     case ICM_GETDEFAULTQUALITY:

@@ -19,7 +19,15 @@ inline constexpr std::uint8_t kStoreFailByte = 0xEE;
 /// A picture that begins with this byte becomes an empty frame.
 inline constexpr std::uint8_t kStoreEmptyByte = 0xDD;
 
+/// When a picture that begins with this byte has been compressed, the event below is set.
+inline constexpr std::uint8_t kStoreSignalByte = 0xCC;
+inline constexpr wchar_t kStoreCompressedEvent[] = L"vfwtool-test-compressed";
+
 inline constexpr std::uint32_t kStoreDefaultQuality = 4321;
+
+/// Set when the codec is asked to show its settings and its about box.
+inline constexpr wchar_t kStoreConfigureEvent[] = L"vfwtool-test-configure";
+inline constexpr wchar_t kStoreAboutEvent[] = L"vfwtool-test-about";
 
 /// The stream format: a bitmap header, then the header of the stored pictures, then a pattern.
 inline constexpr std::uint32_t kStoreFormatBytes = 252;

@@ -22,7 +22,51 @@ std::string CompressionText(FourCc compression) {
 
 std::string HandlerText(FourCc handler) { return handler == 0 ? "none" : FourCcText(handler); }
 
+std::string PictureText(const MpegHeaders& mpeg) {
+  constexpr std::uint32_t kFrameStructure = 3;
+  return Concat(CountText(mpeg.pictures,
+                          mpeg.structure == kFrameStructure ? "frame picture" : "field picture"),
+                mpeg.areAllIntra ? "" : ", not intra");
+}
+
+std::string QuantiserText(const MpegHeaders& mpeg) {
+  std::string text = Concat("quantiser code ", mpeg.smallestQuantiser);
+  if (mpeg.largestQuantiser != mpeg.smallestQuantiser) {
+    text += Concat(" to ", mpeg.largestQuantiser);
+  }
+  return text;
+}
+
+std::string MpegText(const MpegHeaders& mpeg) {
+  return Concat("MPEG-2 ", mpeg.ChromaText(), ", ", mpeg.width, 'x', mpeg.height, ", ",
+                PictureText(mpeg), ", ", mpeg.dcBits, "-bit DC, ",
+                mpeg.isNonLinear ? "non-linear" : "linear", " scale, intra_vlc_format ",
+                mpeg.usesTableB15 ? 1 : 0, ", ", mpeg.isAlternateScan ? "alternate" : "zig-zag",
+                " scan, ", mpeg.isTopFieldFirst ? "top" : "bottom", " field first");
+}
+
 }  // namespace
+
+std::string AviFrameReport::Text() const {
+  std::string text = Concat(CountText(bytes, "byte"), isKeyFrame ? ", key frame" : "");
+  if (mpeg) {
+    text += Concat(", ", PictureText(*mpeg), ", ", QuantiserText(*mpeg));
+  }
+  return text;
+}
+
+JsonObject AviFrameReport::Json() const {
+  JsonObject json;
+  json.Integer("bytes", static_cast<std::int64_t>(bytes)).Boolean("keyFrame", isKeyFrame);
+  if (mpeg) {
+    json.Integer("pictures", mpeg->pictures)
+        .Integer("pictureStructure", mpeg->structure)
+        .Boolean("intra", mpeg->areAllIntra)
+        .Integer("smallestQuantiserCode", mpeg->smallestQuantiser)
+        .Integer("largestQuantiserCode", mpeg->largestQuantiser);
+  }
+  return json;
+}
 
 JsonObject AviStreamReport::Json() const {
   JsonObject json;
@@ -63,6 +107,12 @@ std::string AviReport::Text() const {
   text += Concat("\n  frames      ", ByteCountText(frames.Total()), ", ", frames.Text(), "\n");
   text +=
       Concat("  key frames  ", keyFrames, " of ", frames.Count(), ", ", emptyFrames, " empty\n");
+  if (mpeg) {
+    text += Concat("  first frame ", MpegText(*mpeg), ", ", QuantiserText(*mpeg), '\n');
+  }
+  for (std::size_t i = 0; i < frameList.size(); ++i) {
+    text += Concat("  frame ", i + 1, ": ", frameList[i].Text(), '\n');
+  }
   return text;
 }
 
@@ -92,6 +142,16 @@ JsonObject AviReport::Json() const {
     json.Object("codec", codec->Json());
   } else {
     json.Null("codec");
+  }
+  if (mpeg) {
+    json.Text("mpeg", MpegText(*mpeg));
+  }
+  if (!frameList.empty()) {
+    std::vector<JsonObject> list;
+    for (const AviFrameReport& frame : frameList) {
+      list.push_back(frame.Json());
+    }
+    json.List("frameList", list);
   }
   return json;
 }

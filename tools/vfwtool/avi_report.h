@@ -7,6 +7,7 @@
 
 #include "tools/vfwtool/clip.h"
 #include "tools/vfwtool/codec_description.h"
+#include "tools/vfwtool/mpeg_headers.h"
 #include "tools/vfwtool/size_statistics.h"
 
 namespace qivm {
@@ -17,6 +18,16 @@ struct AviStreamReport {
   FourCc handler = 0;  ///< Of a video stream: the code of the codec that wrote it.
   std::uint64_t length = 0;
 
+  JsonObject Json() const;
+};
+
+/// One frame of an AVI.
+struct AviFrameReport {
+  std::uint64_t bytes = 0;
+  bool isKeyFrame = false;
+  std::optional<MpegHeaders> mpeg{};  ///< Of MPEG-2 frames.
+
+  std::string Text() const;
   JsonObject Json() const;
 };
 
@@ -39,6 +50,10 @@ struct AviReport {
   std::uint64_t emptyFrames = 0;
   /// The codec that plays the stream. Empty when none is installed, and for uncompressed streams.
   std::optional<CodecDescription> codec{};
+  /// The headers of the first frame, if it is of MPEG-2.
+  std::optional<MpegHeaders> mpeg{};
+  /// All frames, where they are asked for.
+  std::vector<AviFrameReport> frameList{};
 
   bool IsCompressed() const;
   /// Several lines for people, each ended.

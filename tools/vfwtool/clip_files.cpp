@@ -8,6 +8,7 @@
 #include "tools/vfwtool/avi_source.h"
 #include "tools/vfwtool/avi_writer.h"
 #include "tools/vfwtool/file_access.h"
+#include "tools/vfwtool/image_files.h"
 #include "tools/vfwtool/raw_sink.h"
 #include "tools/vfwtool/repacking_source.h"
 #include "tools/vfwtool/standard_streams.h"
@@ -67,6 +68,10 @@ CreatedClip CreateClip(const std::string& name, ClipKind kind, const ClipFormat&
   CreatedClip clip;
   if (kind == ClipKind::kAvi) {
     clip.sink = std::make_unique<AviSink>(name, format);
+    return clip;
+  }
+  if (kind == ClipKind::kBmp) {
+    clip.sink = std::make_unique<BmpSink>(name, format.layout);
     return clip;
   }
   const bool isStandard = name == kStandardStream;

@@ -25,7 +25,7 @@ OpenedClip OpenClip(const std::string& name, std::optional<PixelFormat> format,
                     const ToolStreams& streams);
 
 /// How frames are stored in a file.
-enum class ClipKind { kY4m, kAvi, kRaw };
+enum class ClipKind { kY4m, kAvi, kRaw, kBmp, kPng };
 
 /// A clip opened for writing, with the file behind it.
 struct CreatedClip {
@@ -33,7 +33,8 @@ struct CreatedClip {
   std::unique_ptr<FrameSink> sink;
 };
 
-/// Creates a clip; "-" is the standard output, for kY4m and kRaw. Throws ToolError.
+/// Creates a clip of any kind but kPng, for which there is PngSink; "-" is the standard output, for
+/// kY4m and kRaw. Throws ToolError.
 CreatedClip CreateClip(const std::string& name, ClipKind kind, const ClipFormat& format,
                        const ToolStreams& streams);
 

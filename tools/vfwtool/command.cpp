@@ -29,6 +29,8 @@ std::string ExitCodeHelp() {
       Entry{ExitCode::kOutput, "the output cannot be written"},
       Entry{ExitCode::kSizeLimit,
             "the output reached the most an AVI holds; it was closed there and can\nbe played"},
+      Entry{ExitCode::kInterrupted,
+            "stopped by Ctrl-C; what was recorded before was closed and can be played"},
   };
   std::string text = "\nExit codes:\n";
   for (const Entry& entry : kEntries) {

@@ -36,7 +36,9 @@ constexpr std::array kOptions = {
                        "made), uyvy, rgb24 or rgb32"},
     OptionSpec{.name = "--seconds",
                .value = "NUMBER",
-               .help = "how long to measure each way (1 to 600; default: 3)"},
+               .help =
+                   "how long to measure each way, up to 600 (default: 3); every picture is used\n"
+                   "once at least"},
     kJsonOption,
 };
 
@@ -81,7 +83,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   const FourCc code = FourCcArgument(arguments, kCodecOption.name).value_or(kDefaultCodec);
   const std::optional<std::uint32_t> quality =
       arguments.Number(kQualityOption.name, 0, kBestQuality);
-  const double seconds = arguments.Number("--seconds", 1, kMostSeconds).value_or(3);
+  const double seconds = arguments.Number("--seconds", 0, kMostSeconds).value_or(3);
   const std::optional<PixelFormat> format = PixelFormatArgument(arguments, "--format");
   const std::optional<std::string> input = arguments.Value("--input");
   if (input && arguments.Has("--size")) {

@@ -1,5 +1,6 @@
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "tools/vfwtool/decoding_source.h"
 #include "tools/vfwtool/decompressor.h"
 #include "tools/vfwtool/file_access.h"
+#include "tools/vfwtool/png_sink.h"
 #include "tools/vfwtool/progress.h"
 #include "tools/vfwtool/text.h"
 #include "tools/vfwtool/tool_error.h"
@@ -28,13 +30,15 @@ constexpr std::array kOptions = {
                .letter = "-o",
                .value = "OUT",
                .help = "where the pictures go: NAME.y4m (a 4:2:2 Y4M clip), NAME.avi (an\n"
-                       "uncompressed AVI), any name with --raw, or - for the standard output\n"
-                       "(Y4M, or raw with --raw); an existing file is replaced",
+                       "uncompressed AVI), NAME.png or NAME.bmp (a file for each frame:\n"
+                       "NAME-000001.png and so on), any name with --raw, or - for the standard\n"
+                       "output (Y4M, or raw with --raw); existing files are replaced",
                .required = true},
     OptionSpec{.name = "--format",
                .value = "NAME",
                .help = "the format in which the codec gives the pictures: yuy2, uyvy, rgb24 or\n"
-                       "rgb32 (default: yuy2 for Y4M, else rgb32); Y4M takes yuy2 and uyvy"},
+                       "rgb32 (default: yuy2 for Y4M, rgb24 for PNG and BMP, else rgb32);\n"
+                       "Y4M takes yuy2 and uyvy, PNG and BMP take rgb24 and rgb32"},
     OptionSpec{.name = "--raw",
                .help = "write the pixels alone: frame after frame, rows from the top down,\n"
                        "without padding"},
@@ -52,13 +56,26 @@ ClipKind KindOfOutput(const Arguments& arguments, const std::string& output) {
   if (HasExtension(output, ".avi")) {
     return ClipKind::kAvi;
   }
-  throw ToolError(
-      ExitCode::kUsage,
-      Concat("'", output, "' ends in neither .y4m nor .avi; use one of these, or --raw"));
+  if (HasExtension(output, ".png")) {
+    return ClipKind::kPng;
+  }
+  if (HasExtension(output, ".bmp")) {
+    return ClipKind::kBmp;
+  }
+  throw ToolError(ExitCode::kUsage, Concat("'", output,
+                                           "' ends in none of .y4m, .avi, .png and .bmp; use one "
+                                           "of these, or --raw"));
 }
 
 PixelFormat FormatOfOutput(const Arguments& arguments, ClipKind kind) {
   const std::optional<PixelFormat> asked = PixelFormatArgument(arguments, "--format");
+  if (kind == ClipKind::kPng || kind == ClipKind::kBmp) {
+    if (asked && !IsRgb(*asked)) {
+      throw ToolError(ExitCode::kUsage,
+                      Concat("PNG and BMP files hold RGB pictures, not ", PixelFormatName(*asked)));
+    }
+    return asked.value_or(PixelFormat::kRgb24);
+  }
   if (kind != ClipKind::kY4m) {
     return asked.value_or(PixelFormat::kRgb32);
   }
@@ -68,6 +85,14 @@ PixelFormat FormatOfOutput(const Arguments& arguments, ClipKind kind) {
                                              PixelFormatName(*asked)));
   }
   return asked.value_or(PixelFormat::kYuy2);
+}
+
+CreatedClip CreateOutput(const std::string& name, ClipKind kind, const ClipFormat& format,
+                         const ToolStreams& streams) {
+  if (kind == ClipKind::kPng) {
+    return {nullptr, std::make_unique<PngSink>(name, format.layout)};
+  }
+  return CreateClip(name, kind, format, streams);
 }
 
 void Run(const Arguments& arguments, const ToolStreams& streams) {
@@ -83,7 +108,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   }
   Decompressor decompressor(FindDecoder(reader), reader.Format(), format);
   const ClipFormat clipFormat{decompressor.Layout(), reader.Rate()};
-  const CreatedClip clip = CreateClip(output, kind, clipFormat, streams);
+  const CreatedClip clip = CreateOutput(output, kind, clipFormat, streams);
   TransferReport report{.action = "played",
                         .input = input,
                         .output = output,
@@ -126,6 +151,7 @@ constinit const Command kPlayCommand = {
     .examples =
         "  vfwtool play clip.avi -o clip.y4m\n"
         "  vfwtool play clip.avi -o plain.avi --format rgb24\n"
+        "  vfwtool play clip.avi -o frame.png\n"
         "  vfwtool play clip.avi -o - --raw --format uyvy | ffplay -f rawvideo "
         "-pixel_format uyvy422\n"
         "      -video_size 720x576 -",

@@ -11,6 +11,7 @@
 #include "tools/vfwtool/common_options.h"
 #include "tools/vfwtool/compressor.h"
 #include "tools/vfwtool/file_access.h"
+#include "tools/vfwtool/interruption.h"
 #include "tools/vfwtool/progress.h"
 #include "tools/vfwtool/text.h"
 #include "tools/vfwtool/tool_error.h"
@@ -42,6 +43,23 @@ constexpr std::array kOptions = {
     kQuietOption,
 };
 
+/// Reads the next picture; false at the end of the clip or when the user wants to stop.
+bool ReadNext(FrameSource& clip, std::span<std::uint8_t> picture) {
+  if (InterruptionWatch::IsRequested()) {
+    return false;
+  }
+  try {
+    const InterruptionWatch::Reading reading;
+    return clip.Read(picture) && !InterruptionWatch::IsRequested();
+  } catch (const ToolError&) {
+    // A read that was broken off finds its picture incomplete.
+    if (InterruptionWatch::IsRequested()) {
+      return false;
+    }
+    throw;
+  }
+}
+
 /// Records `picture`, the first one of the clip, and all that follow it, and completes the AVI.
 /// A failure leaves an AVI of the frames so far, and says so.
 void RecordFrames(FrameSource& clip, std::span<std::uint8_t> picture, Compressor& compressor,
@@ -53,7 +71,7 @@ void RecordFrames(FrameSource& clip, std::span<std::uint8_t> picture, Compressor
       writer.Write(frame.bytes, frame.isKeyFrame);
       report.compressed.Add(frame.bytes.size());
       progress.Update(report.compressed.Count(), total.SecondsSinceStart());
-    } while (clip.Read(picture));
+    } while (ReadNext(clip, picture));
     writer.Finish();
   } catch (const ToolError& error) {
     const std::uint64_t frames = report.compressed.Count();
@@ -80,8 +98,11 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   const OpenedClip clip = OpenClip(input, format, streams);
   const ClipFormat& clipFormat = clip.source->Format();
   std::vector<std::uint8_t> picture(clipFormat.layout.FrameBytes());
-  if (!clip.source->Read(picture)) {
-    throw ToolError(ExitCode::kInput, Concat(input, ": has no frames"));
+  const InterruptionWatch watch;
+  if (!ReadNext(*clip.source, picture)) {
+    throw InterruptionWatch::IsRequested()
+        ? ToolError(ExitCode::kInterrupted, "stopped before the first frame; nothing was recorded")
+        : ToolError(ExitCode::kInput, Concat(input, ": has no frames"));
   }
 
   Compressor compressor(Codec::ForCompression(code), clipFormat.layout, quality);
@@ -103,7 +124,16 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   }
   report.codecSeconds = compressor.CodecSeconds();
   report.outputBytes = FileBytes(output);
+  if (writer.Segments() > 1 && !arguments.Has(kQuietOption.name)) {
+    streams.errors << output << " is an OpenDML AVI of " << writer.Segments()
+                   << " segments: programs that open AVIs with AVIFile see the first one\n";
+  }
   PrintReport(report, arguments, streams.output);
+  if (InterruptionWatch::IsRequested()) {
+    throw ToolError(ExitCode::kInterrupted,
+                    Concat("stopped; ", output, " has the ",
+                           CountText(report.compressed.Count(), "frame"), " so far"));
+  }
 }
 
 }  // namespace

@@ -35,12 +35,14 @@ void MpegFrameReader::RequireVideo() const {
   constexpr const char* kAdvice =
       ". Take the video stream out first, for instance with: ffmpeg -i IN -c:v copy -an -f "
       "mpeg2video OUT.m2v";
-  constexpr std::uint8_t kTransportSync = 0x47;
   const std::vector<MpegUnit> units = FindUnits(buffer_);
   if (buffer_.empty()) {
     Refuse(name_, "is empty");
   }
-  if (units.empty() || buffer_.front() == kTransportSync) {
+  const auto isStuffing = [](std::uint8_t byte) { return byte == 0; };
+  if (units.empty() ||
+      !std::all_of(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(units[0].begin),
+                   isStuffing)) {
     Refuse(name_, Concat("is no MPEG video elementary stream", kAdvice));
   }
   if (units.front().code >= kFirstSystemCode) {

@@ -22,11 +22,16 @@ std::optional<RiffChunk> RiffFile::ChunkAt(std::uint64_t position, std::uint64_t
   RiffChunk chunk{.code = ReadLittleEndian32(bytes, 0), .begin = position + kChunkHeaderBytes};
   chunk.end = std::min(chunk.begin + ReadLittleEndian32(bytes, 4), std::min(limit, fileBytes_));
   if (IsList(chunk.code)) {
-    if (chunk.Bytes() < kListTypeBytes || !Read(position, bytes)) {
+    const std::uint64_t stated = ReadLittleEndian32(bytes, 4);
+    if (!Read(position, bytes)) {
       return std::nullopt;
     }
     chunk.listType = ReadLittleEndian32(bytes, kChunkHeaderBytes);
     chunk.begin += kListTypeBytes;
+    // Where the writer was ended before it could complete its lists, they reach as far as they can.
+    const bool isIncomplete = stated < kListTypeBytes ||
+                              (stated == kListTypeBytes && chunk.listType == MakeFourCc("movi"));
+    chunk.end = isIncomplete ? std::min(limit, fileBytes_) : std::max(chunk.begin, chunk.end);
   }
   return chunk;
 }

@@ -10,7 +10,8 @@
 
 namespace qivm {
 
-/// A chunk found in a RIFF file. What it states beyond the end of the file is cut off.
+/// A chunk found in a RIFF file. What it states beyond the end of the file is cut off, and a list
+/// whose size was never filled in reaches to the end.
 struct RiffChunk {
   FourCc code = 0;
   FourCc listType = 0;      ///< Of "RIFF" and "LIST" chunks.

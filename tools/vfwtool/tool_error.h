@@ -14,6 +14,7 @@ enum class ExitCode : int {
   kCodec = 4,      ///< No codec for the job is installed, or it refused or failed.
   kOutput = 5,     ///< The output could not be written.
   kSizeLimit = 6,  ///< The output reached the most an AVI holds; it was closed and can be played.
+  kInterrupted = 7,  ///< The user stopped it; what there is of the output can be played.
 };
 
 /// A failure that ends the command: a message in plain words and the code to exit with.
