@@ -16,6 +16,9 @@
 //        installer_probe settings           exit code 0 when the keys of the settings give all
 //        users
 //                                           the access that the driver needs to save them
+//        installer_probe registry KEY...    prints the keys of HKEY_LOCAL_MACHINE, as 64-bit
+//        programs
+//                                           see them on 64-bit Windows, and all that is inside
 //
 // 'load' and 'lock' say 'ready' and end when their standard input does.
 
@@ -157,6 +160,47 @@ int CheckSettings() {
   return refused;
 }
 
+void PrintKey(const std::string& path) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &key) !=
+      ERROR_SUCCESS) {
+    return;
+  }
+  std::printf("[%s]\n", path.c_str());
+  std::array<char, 1024> name = {};
+  std::array<BYTE, 65536> data = {};
+  for (DWORD index = 0;; ++index) {
+    auto nameSize = static_cast<DWORD>(name.size());
+    auto dataSize = static_cast<DWORD>(data.size());
+    DWORD type = 0;
+    if (RegEnumValueA(key, index, name.data(), &nameSize, nullptr, &type, data.data(), &dataSize) !=
+        ERROR_SUCCESS) {
+      break;
+    }
+    std::printf("%s=%lu:", name.data(), type);
+    for (const BYTE byte : std::span(data).first(dataSize)) {
+      std::printf("%02x", byte);
+    }
+    std::printf("\n");
+  }
+  for (DWORD index = 0;; ++index) {
+    auto nameSize = static_cast<DWORD>(name.size());
+    if (RegEnumKeyExA(key, index, name.data(), &nameSize, nullptr, nullptr, nullptr, nullptr) !=
+        ERROR_SUCCESS) {
+      break;
+    }
+    PrintKey(path + "\\" + name.data());
+  }
+  RegCloseKey(key);
+}
+
+int PrintRegistry(std::span<char*> keys) {
+  for (const char* const key : keys) {
+    PrintKey(key);
+  }
+  return 0;
+}
+
 int Run(std::span<char*> arguments) {
   const std::string action = arguments.size() > 1 ? arguments[1] : "";
   if (action == "load" && arguments.size() == 3) {
@@ -171,7 +215,12 @@ int Run(std::span<char*> arguments) {
   if (action == "settings" && arguments.size() == 2) {
     return CheckSettings();
   }
-  std::fputs("usage: installer_probe load FILE | lock FILE | user COMMAND | settings\n", stderr);
+  if (action == "registry" && arguments.size() > 2) {
+    return PrintRegistry(arguments.subspan(2));
+  }
+  std::fputs(
+      "usage: installer_probe load FILE | lock FILE | user COMMAND | settings | registry KEY\n",
+      stderr);
   return 100;
 }
 
