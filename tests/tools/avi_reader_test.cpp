@@ -104,7 +104,8 @@ TEST(AviReader, ReadsEverySegment) {
   const std::uint32_t inFirst = AviReader(firstFile.Name()).FrameCount();
   EXPECT_GT(inFirst, 10U);
   EXPECT_EQ(inFirst, ReadLittleEndian32(file.Contents(), PositionOf(file, "avih") + 8 + 16));
-  ExpectFrames(firstFile.Name(), {frames.begin(), frames.begin() + inFirst}, true);
+  ExpectFrames(firstFile.Name(),
+               {frames.begin(), frames.begin() + static_cast<std::ptrdiff_t>(inFirst)}, true);
 }
 
 TEST(AviReader, FindsFramesWithoutAnIndex) {
