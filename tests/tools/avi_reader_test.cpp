@@ -9,6 +9,7 @@
 
 #include "tests/tools/temporary_file.h"
 #include "tests/tools/tool_errors.h"
+#include "tools/vfwtool/avi_source.h"
 #include "tools/vfwtool/avi_writer.h"
 #include "tools/vfwtool/bitmap_format.h"
 #include "tools/vfwtool/little_endian.h"
@@ -214,6 +215,42 @@ TEST(AviReader, NoFileMakesItReadOutside) {
     tryFile(damaged);
     tryFile(text.substr(0, i));
   }
+}
+
+TEST(AviSource, RefusesFormatsThatItDoesNotKnow) {
+  const TemporaryFile file(".avi");
+  const auto message = [&](PixelFormat pixelFormat, std::size_t position, std::uint8_t value) {
+    AviStreamFormat format{.bitmap = MakeBitmapFormat({pixelFormat, 16, 16}), .rate = {25, 1}};
+    format.bitmap[position] = value;
+    {
+      AviWriter writer(file.Name(), format);
+      writer.Write(Bytes(4), true);
+    }
+    return MessageOf(ExitCode::kInput, [&] { const AviSource source(file.Name()); });
+  };
+  constexpr std::size_t kWidth = 4;
+  constexpr std::size_t kBits = 14;
+  EXPECT_TRUE(
+      Contains(message(PixelFormat::kRgb24, kBits, 8), "has 8-bit video of the format RGB"));
+  EXPECT_TRUE(
+      Contains(message(PixelFormat::kYuy2, kBits, 12), "has 12-bit video of the format YUY2"));
+  EXPECT_TRUE(Contains(message(PixelFormat::kRgb24, kWidth, 0), "has pictures of 0x16"));
+  EXPECT_TRUE(Contains(message(PixelFormat::kYuy2, kWidth, 15), "of an odd width"));
+}
+
+TEST(AviSource, AFrameThatIsTooShortIsTold) {
+  const TemporaryFile file(".avi");
+  const FrameLayout layout{PixelFormat::kRgb24, 16, 16};
+  {
+    AviWriter writer(file.Name(), {.bitmap = MakeBitmapFormat(layout), .rate = {25, 1}});
+    writer.Write(Bytes(layout.FrameBytes()), true);
+    writer.Write(Bytes(100), true);
+  }
+  AviSource source(file.Name());
+  Bytes picture(layout.FrameBytes());
+  EXPECT_TRUE(source.Read(picture));
+  EXPECT_EQ(MessageOf(ExitCode::kInput, [&] { source.Read(picture); }),
+            file.Name() + ": frame 2 has 100 bytes where 768 belong");
 }
 
 }  // namespace

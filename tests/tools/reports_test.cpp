@@ -206,6 +206,55 @@ TEST(AviReport, TellsPrograms) {
             "}");
 }
 
+TEST(AviReport, TellsWhatFramesSayOfThemselves) {
+  const MpegHeaders mpeg{.hasSequence = true,
+                         .width = 720,
+                         .height = 576,
+                         .rate = {25, 1},
+                         .isMpeg2 = true,
+                         .chromaFormat = 2,
+                         .pictures = 1,
+                         .hasPictureExtension = true,
+                         .structure = 3,
+                         .dcBits = 11,
+                         .usesTableB15 = true,
+                         .isNonLinear = true,
+                         .isTopFieldFirst = true,
+                         .slices = 36,
+                         .smallestQuantiser = 2,
+                         .largestQuantiser = 5};
+  AviReport report = TestAvi();
+  report.mpeg = mpeg;
+  report.frameList = {{200000, true, mpeg}, {300000, false, std::nullopt}};
+  EXPECT_TRUE(report.Text().ends_with(
+      "  key frames  2 of 2, 0 empty\n"
+      "  first frame MPEG-2 4:2:2, 720x576, 1 frame picture, 11-bit DC, non-linear scale, "
+      "intra_vlc_format 1, zig-zag scan, top field first, quantiser code 2 to 5\n"
+      "  frame 1: 200000 bytes, key frame, 1 frame picture, quantiser code 2 to 5\n"
+      "  frame 2: 300000 bytes\n"))
+      << report.Text();
+  EXPECT_TRUE(Contains(report.Json().Print(),
+                       "    {\n"
+                       "      \"bytes\": 200000,\n"
+                       "      \"keyFrame\": true,\n"
+                       "      \"pictures\": 1,\n"
+                       "      \"pictureStructure\": 3,\n"
+                       "      \"intra\": true,\n"
+                       "      \"smallestQuantiserCode\": 2,\n"
+                       "      \"largestQuantiserCode\": 5\n"
+                       "    },\n"
+                       "    {\n"
+                       "      \"bytes\": 300000,\n"
+                       "      \"keyFrame\": false\n"
+                       "    }\n"))
+      << report.Json().Print();
+  // Of field pictures and others, that too.
+  report.mpeg->structure = 1;
+  report.mpeg->pictures = 2;
+  report.mpeg->areAllIntra = false;
+  EXPECT_TRUE(Contains(report.Text(), "2 field pictures, not intra")) << report.Text();
+}
+
 TEST(AviReport, KnowsWhatNeedsACodec) {
   AviReport report = TestAvi();
   report.codec.reset();

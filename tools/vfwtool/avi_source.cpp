@@ -22,8 +22,7 @@ AviSource::AviSource(const std::string& name) : name_(name), reader_(name) {
   if (!pixelFormat) {
     Refuse(name, Concat("has ", bitmap.bits, "-bit video of the format ",
                         bitmap.compression == 0 ? "RGB" : FourCcText(bitmap.compression),
-                        "; only uncompressed yuy2, uyvy, rgb24 and rgb32 are taken. A compressed "
-                        "AVI has to be played into one of these first (vfwtool play)"));
+                        "; of uncompressed AVIs, yuy2, uyvy, rgb24 and rgb32 are taken"));
   }
   const std::int64_t height = bitmap.height;
   const std::int64_t rows = height < 0 ? -height : height;

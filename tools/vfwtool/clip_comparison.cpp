@@ -88,7 +88,7 @@ struct Window {
 void PlaneDifference::Add(std::uint8_t a, std::uint8_t b) {
   const std::uint32_t distance = a > b ? std::uint32_t{a} - b : std::uint32_t{b} - a;
   ++samples;
-  squares += distance * distance;
+  squares += std::uint64_t{distance} * distance;
   largest = std::max(largest, distance);
 }
 

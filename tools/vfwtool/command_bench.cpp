@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "tools/vfwtool/bench_report.h"
-#include "tools/vfwtool/clip_files.h"
 #include "tools/vfwtool/command_table.h"
 #include "tools/vfwtool/common_options.h"
 #include "tools/vfwtool/compressor.h"
+#include "tools/vfwtool/decoding_source.h"
 #include "tools/vfwtool/decompressor.h"
 #include "tools/vfwtool/test_pictures.h"
 #include "tools/vfwtool/text.h"
@@ -24,8 +24,7 @@ constexpr std::array kOptions = {
     OptionSpec{.name = "--input",
                .letter = "-i",
                .value = "FILE",
-               .help = "take the pictures from a Y4M clip or an uncompressed AVI (default: make\n"
-                       "some)"},
+               .help = "take the pictures from a Y4M clip or an AVI (default: make some)"},
     OptionSpec{.name = "--size",
                .value = "WxH",
                .help = "the size of pictures that are made (default: 720x576)"},
@@ -57,7 +56,7 @@ struct BenchClip {
 
 BenchClip ReadClip(const std::string& name, std::optional<PixelFormat> format,
                    const ToolStreams& streams) {
-  const OpenedClip clip = OpenClip(name, format, streams);
+  const OpenedClip clip = OpenAnyClip(name, format, streams);
   BenchClip result{clip.source->Format().layout, name};
   const std::size_t most = std::max<std::size_t>(1, kPictureStore / result.layout.FrameBytes());
   std::vector<std::uint8_t> picture(result.layout.FrameBytes());

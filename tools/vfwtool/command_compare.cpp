@@ -1,12 +1,9 @@
 #include <array>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
-#include "tools/vfwtool/bitmap_format.h"
 #include "tools/vfwtool/clip_comparison.h"
 #include "tools/vfwtool/clip_files.h"
 #include "tools/vfwtool/command_table.h"
@@ -37,11 +34,9 @@ constexpr std::array kOptions = {
     kJsonOption,
 };
 
-OpenedClip OpenAnyClip(const std::string& name, PixelFormat format, const ToolStreams& streams) {
-  if (name != kStandardStream && IsAviFile(name) && IsCompressed(AviReader(name).Format())) {
-    return {nullptr, std::make_unique<DecodingSource>(name, format)};
-  }
-  return OpenClip(name, std::nullopt, streams);
+OpenedClip OpenToCompare(const std::string& name, PixelFormat format, const ToolStreams& streams) {
+  return IsCompressedAvi(name) ? OpenAnyClip(name, format, streams)
+                               : OpenClip(name, std::nullopt, streams);
 }
 
 void Run(const Arguments& arguments, const ToolStreams& streams) {
@@ -54,8 +49,8 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   if (first == kStandardStream && second == kStandardStream) {
     throw ToolError(ExitCode::kUsage, "only one clip can come from the standard input");
   }
-  const OpenedClip a = OpenAnyClip(first, format, streams);
-  const OpenedClip b = OpenAnyClip(second, format, streams);
+  const OpenedClip a = OpenToCompare(first, format, streams);
+  const OpenedClip b = OpenToCompare(second, format, streams);
   ComparisonReport report = CompareClips(*a.source, *b.source, frames);
   report.first = first;
   report.second = second;

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "tools/vfwtool/avi_writer.h"
-#include "tools/vfwtool/clip_files.h"
 #include "tools/vfwtool/command_table.h"
 #include "tools/vfwtool/common_options.h"
 #include "tools/vfwtool/compressor.h"
+#include "tools/vfwtool/decoding_source.h"
 #include "tools/vfwtool/file_access.h"
 #include "tools/vfwtool/interruption.h"
 #include "tools/vfwtool/progress.h"
@@ -22,9 +22,9 @@ namespace {
 
 constexpr std::array kOperands = {
     OperandSpec{"INPUT",
-                "the clip to compress: a Y4M clip (4:2:2 with 8 bits a sample), an\n"
-                "uncompressed AVI (yuy2, uyvy, rgb24 or rgb32), or - for a Y4M clip on\n"
-                "the standard input"},
+                "the clip to compress: a Y4M clip (4:2:2 with 8 bits a sample), an AVI,\n"
+                "uncompressed (yuy2, uyvy, rgb24 or rgb32) or of an installed codec, or\n"
+                "- for a Y4M clip on the standard input"},
 };
 
 constexpr std::array kOptions = {
@@ -38,7 +38,8 @@ constexpr std::array kOptions = {
     OptionSpec{.name = "--format",
                .value = "NAME",
                .help = "the format in which the codec gets the pictures: yuy2 or uyvy for a\n"
-                       "YUV clip (default for Y4M: yuy2), rgb24 or rgb32 for an RGB clip"},
+                       "YUV clip, rgb24 or rgb32 for an RGB clip; a compressed AVI is\n"
+                       "decompressed to it (default: the clip's own, else yuy2)"},
     kJsonOption,
     kQuietOption,
 };
@@ -95,7 +96,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   }
   RequireDifferentFiles(input, output);
 
-  const OpenedClip clip = OpenClip(input, format, streams);
+  const OpenedClip clip = OpenAnyClip(input, format, streams);
   const ClipFormat& clipFormat = clip.source->Format();
   std::vector<std::uint8_t> picture(clipFormat.layout.FrameBytes());
   const InterruptionWatch watch;

@@ -1,9 +1,11 @@
 #include "tools/vfwtool/decoding_source.h"
 
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "tools/vfwtool/bitmap_format.h"
+#include "tools/vfwtool/file_access.h"
 #include "tools/vfwtool/text.h"
 #include "tools/vfwtool/tool_error.h"
 
@@ -37,6 +39,18 @@ bool DecodingSource::Read(std::span<std::uint8_t> frame) {
   }
   ++framesRead_;
   return true;
+}
+
+bool IsCompressedAvi(const std::string& name) {
+  return name != kStandardStream && IsAviFile(name) && IsCompressed(AviReader(name).Format());
+}
+
+OpenedClip OpenAnyClip(const std::string& name, std::optional<PixelFormat> format,
+                       const ToolStreams& streams) {
+  if (IsCompressedAvi(name)) {
+    return {nullptr, std::make_unique<DecodingSource>(name, format.value_or(PixelFormat::kYuy2))};
+  }
+  return OpenClip(name, format, streams);
 }
 
 }  // namespace qivm

@@ -7,6 +7,7 @@
 
 #include "tools/vfwtool/avi_reader.h"
 #include "tools/vfwtool/clip.h"
+#include "tools/vfwtool/clip_files.h"
 #include "tools/vfwtool/decompressor.h"
 
 namespace qivm {
@@ -31,5 +32,13 @@ class DecodingSource final : public FrameSource {
   ClipFormat format_;
   std::uint32_t framesRead_ = 0;
 };
+
+/// True for an AVI whose video only a codec reads; "-", the standard input, is none.
+bool IsCompressedAvi(const std::string& name);
+
+/// Opens a clip of any kind: a compressed AVI is decompressed, to YUY2 unless `format` is given,
+/// and everything else is opened by OpenClip. Throws ToolError.
+OpenedClip OpenAnyClip(const std::string& name, std::optional<PixelFormat> format,
+                       const ToolStreams& streams);
 
 }  // namespace qivm
