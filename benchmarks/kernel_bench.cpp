@@ -63,7 +63,7 @@ Macroblocks Apply(Macroblocks macroblocks, MacroblockKernel kernel) {
 }
 
 Stages MakeStages() {
-  const KernelSet plain = KernelsFor(CpuClass::plain);
+  const KernelSet plain = KernelsFor(CpuClass::plain, false);
   const Pixels pixels = DrawPicture();
   Stages stages;
   stages.samples.resize(kMacroblocks);
