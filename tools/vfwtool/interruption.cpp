@@ -5,18 +5,18 @@
 namespace qivm {
 namespace {
 
-std::atomic<bool> isRequested = false;
-std::atomic<bool> isReading = false;
-HANDLE workingThread = nullptr;
+std::atomic<bool> g_isRequested = false;
+std::atomic<bool> g_isReading = false;
+HANDLE g_workingThread = nullptr;
 
 /// Runs on a thread of the system's own.
 BOOL WINAPI HandleInterruption(DWORD event) {
   constexpr int kTries = 200;
   constexpr DWORD kMillisecondsBetween = 10;
-  isRequested = true;
+  g_isRequested = true;
   // Once more as long as it reads: the thread may have been on its way into a read that waits.
-  for (int i = 0; i < kTries && isReading; ++i) {
-    CancelSynchronousIo(workingThread);
+  for (int i = 0; i < kTries && g_isReading; ++i) {
+    CancelSynchronousIo(g_workingThread);
     Sleep(kMillisecondsBetween);
   }
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
@@ -29,20 +29,20 @@ BOOL WINAPI HandleInterruption(DWORD event) {
 }  // namespace
 
 InterruptionWatch::InterruptionWatch() {
-  DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &workingThread, 0,
+  DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &g_workingThread, 0,
                   FALSE, DUPLICATE_SAME_ACCESS);
   SetConsoleCtrlHandler(HandleInterruption, TRUE);
 }
 
 InterruptionWatch::~InterruptionWatch() {
   SetConsoleCtrlHandler(HandleInterruption, FALSE);
-  CloseHandle(workingThread);
+  CloseHandle(g_workingThread);
 }
 
-bool InterruptionWatch::IsRequested() { return isRequested; }
+bool InterruptionWatch::IsRequested() { return g_isRequested; }
 
-InterruptionWatch::Reading::Reading() { isReading = true; }
+InterruptionWatch::Reading::Reading() { g_isReading = true; }
 
-InterruptionWatch::Reading::~Reading() { isReading = false; }
+InterruptionWatch::Reading::~Reading() { g_isReading = false; }
 
 }  // namespace qivm

@@ -90,7 +90,7 @@ class PngSink::Encoder {
   Com<IWICImagingFactory> factory_;
 };
 
-PngSink::PngSink(std::string name, const FrameLayout& layout)
+PngSink::PngSink(const std::string& name, const FrameLayout& layout)
     : ImageSink(name, layout), encoder_(std::make_unique<Encoder>(name)) {}
 
 PngSink::~PngSink() = default;

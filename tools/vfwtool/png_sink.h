@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <span>
+#include <string>
 
 #include "tools/vfwtool/image_files.h"
 
@@ -10,7 +13,7 @@ namespace qivm {
 class PngSink final : public ImageSink {
  public:
   /// Throws ToolError (kOutput) when the component is not there.
-  PngSink(std::string name, const FrameLayout& layout);
+  PngSink(const std::string& name, const FrameLayout& layout);
   PngSink(const PngSink&) = delete;
   PngSink& operator=(const PngSink&) = delete;
   ~PngSink() override;
