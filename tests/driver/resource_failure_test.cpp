@@ -28,7 +28,7 @@ class ResourceFailureTest : public DriverTest, public ::testing::WithParamInterf
     return failing > before && failing <= resources_.Calls() ? failing - before : 0;
   }
 
-  void RunSession(int failing);
+  void RunStream(int failing);
   void CompressWithRefusal(int failing, const Instance& instance);
   void DecompressWithRefusal(int failing, const Instance& instance);
 
@@ -87,7 +87,7 @@ void ResourceFailureTest::DecompressWithRefusal(int failing, const Instance& ins
             0);
 }
 
-void ResourceFailureTest::RunSession(int failing) {
+void ResourceFailureTest::RunStream(int failing) {
   resources_.Restart(failing);
   DWORD_PTR id = 0;
   const int refused = Refused(failing, [&] { id = driver_.Open(); });
@@ -110,13 +110,13 @@ void ResourceFailureTest::RunSession(int failing) {
       << "an end asks for nothing";
 }
 
-TEST_P(ResourceFailureTest, EveryCallOfASession) {
+TEST_P(ResourceFailureTest, EveryCallOfAStream) {
   {
     const Instance instance(driver_);
     ASSERT_EQ(BeginDecompress(instance, kHeader), ICERR_OK);
     decoded_ = Decompress(instance, kHeader, frame_);
   }
-  RunSession(0);
+  RunStream(0);
   const int calls = resources_.Calls();
   ASSERT_GT(calls, 20);
   const ProcessResources before = ProcessResources::Now();
@@ -124,11 +124,11 @@ TEST_P(ResourceFailureTest, EveryCallOfASession) {
   int reached = 0;
   for (int failing = 1; failing <= calls; ++failing) {
     SCOPED_TRACE(::testing::Message() << "call " << failing);
-    RunSession(failing);
+    RunStream(failing);
     reached += resources_.Calls() >= failing ? 1 : 0;
     ASSERT_EQ(resources_.Held(), kNothing);
     // As if nothing had been.
-    RunSession(0);
+    RunStream(0);
     ASSERT_EQ(resources_.Held(), kNothing);
   }
   EXPECT_EQ(reached, calls);

@@ -17,7 +17,7 @@
 #include "tests/robustness/access_watch.h"
 #include "tests/robustness/host_stand_ins.h"
 #include "tests/robustness/options.h"
-#include "tests/robustness/session.h"
+#include "tests/robustness/random_host.h"
 
 namespace qivm::test {
 
@@ -25,37 +25,37 @@ namespace {
 
 constexpr int kHungExitCode = 4;
 constexpr DWORD kRoundTimeLimit = 120000;  // milliseconds; a round takes a fraction of a second
-/// After so many messages a session goes on on another thread.
+/// After so many messages a host goes on on another thread.
 constexpr std::uint64_t kMessagesOfARound = 500;
 
-std::vector<std::unique_ptr<Session>>* g_sessions = nullptr;
+std::vector<std::unique_ptr<RandomHost>>* g_hosts = nullptr;
 
-void DescribeSessions() {
-  for (const auto& session : *g_sessions) {
-    session->Describe();
+void DescribeHosts() {
+  for (const auto& host : *g_hosts) {
+    host->Describe();
   }
 }
 
 struct Round {
-  Session* session;
+  RandomHost* host;
   int messages;
 
   static DWORD WINAPI Run(LPVOID self) {
     const auto& round = *static_cast<Round*>(self);
-    round.session->Run(round.messages);
+    round.host->Run(round.messages);
     return 0;
   }
 };
 
 void RunRounds(std::uint64_t messages) {
-  auto& sessions = *g_sessions;
+  auto& hosts = *g_hosts;
   std::uint64_t left = messages;
   while (left > 0) {
     std::vector<Round> rounds;
-    for (const auto& session : sessions) {
+    for (const auto& host : hosts) {
       const std::uint64_t share = std::min(left, kMessagesOfARound);
       left -= share;
-      rounds.push_back({session.get(), static_cast<int>(share)});
+      rounds.push_back({host.get(), static_cast<int>(share)});
     }
     std::vector<HANDLE> threads;
     for (Round& round : rounds) {
@@ -64,7 +64,7 @@ void RunRounds(std::uint64_t messages) {
     if (WaitForMultipleObjects(static_cast<DWORD>(threads.size()), threads.data(), TRUE,
                                kRoundTimeLimit) != WAIT_OBJECT_0) {
       std::fprintf(stderr, "the driver hangs\n");
-      DescribeSessions();
+      DescribeHosts();
       std::fflush(nullptr);
       TerminateProcess(GetCurrentProcess(), kHungExitCode);
     }
@@ -74,10 +74,10 @@ void RunRounds(std::uint64_t messages) {
   }
 }
 
-void Report(std::uint64_t seed, const std::vector<std::unique_ptr<Session>>& sessions) {
-  Session::Counts total;
-  for (const auto& session : sessions) {
-    const Session::Counts& counts = session->Total();
+void Report(std::uint64_t seed, const std::vector<std::unique_ptr<RandomHost>>& hosts) {
+  RandomHost::Counts total;
+  for (const auto& host : hosts) {
+    const RandomHost::Counts& counts = host->Total();
     total.messages += counts.messages;
     total.begins += counts.begins;
     total.frames += counts.frames;
@@ -89,7 +89,7 @@ void Report(std::uint64_t seed, const std::vector<std::unique_ptr<Session>>& ses
       "seed %llu: %llu messages from %u threads: %llu contexts, %llu sound frames (%llu compared), "
       "%llu damaged ones, %llu faults, %llu dialogs\n",
       static_cast<unsigned long long>(seed), static_cast<unsigned long long>(total.messages),
-      static_cast<unsigned>(sessions.size()), static_cast<unsigned long long>(total.begins),
+      static_cast<unsigned>(hosts.size()), static_cast<unsigned long long>(total.begins),
       static_cast<unsigned long long>(total.frames),
       static_cast<unsigned long long>(total.comparisons),
       static_cast<unsigned long long>(total.damaged),
@@ -102,26 +102,26 @@ int Fuzz(std::uint64_t messages, std::uint64_t seed, std::uint64_t threads) {
   const DriverModule driver;
   const HostStandIns standIns(driver.Handle());
   const ReferenceFrames references(driver);
-  std::vector<std::unique_ptr<Session>> sessions;
+  std::vector<std::unique_ptr<RandomHost>> hosts;
   for (std::uint64_t lane = 0; lane < threads; ++lane) {
-    sessions.push_back(
-        std::make_unique<Session>(driver, references, static_cast<std::size_t>(lane), seed));
+    hosts.push_back(
+        std::make_unique<RandomHost>(driver, references, static_cast<std::size_t>(lane), seed));
   }
-  g_sessions = &sessions;
-  const AccessWatch accesses(&DescribeSessions);
+  g_hosts = &hosts;
+  const AccessWatch accesses(&DescribeHosts);
   const ResourceWatch resources(driver.Handle());
   std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
   std::fflush(stdout);
   RunRounds(messages);
-  for (const auto& session : sessions) {
-    session->CloseAll();
+  for (const auto& host : hosts) {
+    host->CloseAll();
   }
-  Report(seed, sessions);
+  Report(seed, hosts);
   const ResourceWatch::Holdings held = resources.Held();
   if (held != ResourceWatch::Holdings{}) {
     std::fprintf(stderr, "the driver keeps %d blocks, %d handles, %d keys\n", held.blocks,
                  held.handles, held.keys);
-    return Session::kExitCode;
+    return RandomHost::kExitCode;
   }
   return 0;
 }
@@ -143,5 +143,5 @@ int main(int argumentCount, char** arguments) {
     return 2;
   }
   const int result = qivm::test::Fuzz(messages, seed, threads);
-  return ::testing::UnitTest::GetInstance()->Passed() ? result : qivm::test::Session::kExitCode;
+  return ::testing::UnitTest::GetInstance()->Passed() ? result : qivm::test::RandomHost::kExitCode;
 }

@@ -1,4 +1,4 @@
-#include "tests/robustness/session.h"
+#include "tests/robustness/random_host.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -38,34 +38,34 @@ bool IsAnswered(UINT message) {
 }  // namespace
 
 // How often each is sent, beside the opens and the messages to no instance.
-const Session::MessageKind Session::kKinds[] = {
-    {3, &Session::SendWithoutEffect},
-    {2, &Session::SendToDefaultProcedure},
-    {4, &Session::SendUnknown},
-    {3, &Session::SendDrawing},
-    {1, &Session::ConfigureDriver},
-    {3, &Session::ShowDialog},
-    {2, &Session::Close},
-    {4, &Session::GetInfo},
-    {4, &Session::GetState},
-    {4, &Session::SetState},
-    {4, &Session::GetQuality},
-    {3, &Session::SetQuality},
-    {6, &Session::CompressQuery},
-    {4, &Session::CompressGetFormat},
-    {3, &Session::CompressGetSize},
-    {6, &Session::CompressBegin},
-    {1, &Session::CompressEnd},
-    {6, &Session::DecompressQuery},
-    {4, &Session::DecompressGetFormat},
-    {6, &Session::DecompressBegin},
-    {1, &Session::DecompressEnd},
-    {18, &Session::Compress},
-    {18, &Session::Decompress},
+const RandomHost::MessageKind RandomHost::kKinds[] = {
+    {3, &RandomHost::SendWithoutEffect},
+    {2, &RandomHost::SendToDefaultProcedure},
+    {4, &RandomHost::SendUnknown},
+    {3, &RandomHost::SendDrawing},
+    {1, &RandomHost::ConfigureDriver},
+    {3, &RandomHost::ShowDialog},
+    {2, &RandomHost::Close},
+    {4, &RandomHost::GetInfo},
+    {4, &RandomHost::GetState},
+    {4, &RandomHost::SetState},
+    {4, &RandomHost::GetQuality},
+    {3, &RandomHost::SetQuality},
+    {6, &RandomHost::CompressQuery},
+    {4, &RandomHost::CompressGetFormat},
+    {3, &RandomHost::CompressGetSize},
+    {6, &RandomHost::CompressBegin},
+    {1, &RandomHost::CompressEnd},
+    {6, &RandomHost::DecompressQuery},
+    {4, &RandomHost::DecompressGetFormat},
+    {6, &RandomHost::DecompressBegin},
+    {1, &RandomHost::DecompressEnd},
+    {18, &RandomHost::Compress},
+    {18, &RandomHost::Decompress},
 };
 
-Session::Session(const DriverModule& driver, const ReferenceFrames& references, std::size_t lane,
-                 std::uint64_t seed)
+RandomHost::RandomHost(const DriverModule& driver, const ReferenceFrames& references,
+                       std::size_t lane, std::uint64_t seed)
     : driver_(driver),
       references_(references),
       lane_(lane),
@@ -75,25 +75,25 @@ Session::Session(const DriverModule& driver, const ReferenceFrames& references, 
   wall_.Protect(PAGE_NOACCESS);
 }
 
-void Session::Run(int messages) {
+void RandomHost::Run(int messages) {
   for (int i = 0; i < messages; ++i) {
     Step();
   }
 }
 
-void Session::CloseAll() {
+void RandomHost::CloseAll() {
   while (!instances_.empty()) {
     Close(instances_.front());
   }
 }
 
-void Session::Describe() const {
-  std::fprintf(stderr, "seed %llu, session %u: its message %llu, 0x%04x\n",
+void RandomHost::Describe() const {
+  std::fprintf(stderr, "seed %llu, host %u: its message %llu, 0x%04x\n",
                static_cast<unsigned long long>(seed_), static_cast<unsigned>(lane_),
                static_cast<unsigned long long>(counts_.messages), message_);
 }
 
-void Session::Step() {
+void RandomHost::Step() {
   ChooseHost();
   if (instances_.empty() || (instances_.size() < kMostInstances && random_.OneIn(40))) {
     Open();
@@ -118,7 +118,7 @@ void Session::Step() {
   (this->*kind->send)(*instance);
 }
 
-void Session::ChooseHost() {
+void RandomHost::ChooseHost() {
   HostThread& host = ThisHostThread();
   host.processors = OneOf<DWORD>(random_, {1, 2, 2, 64});
   host.defectiveHost = random_.OneIn(8);
@@ -127,13 +127,13 @@ void Session::ChooseHost() {
   host.debugTexts = 0;
 }
 
-LRESULT Session::Send(DWORD_PTR id, UINT message, Parameter parameter1, Parameter parameter2) {
+LRESULT RandomHost::Send(DWORD_PTR id, UINT message, Parameter parameter1, Parameter parameter2) {
   ++counts_.messages;
   message_ = message;
   return driver_.Send(id, message, parameter1, parameter2);
 }
 
-void Session::Check(bool sound, const char* what) const {
+void RandomHost::Check(bool sound, const char* what) const {
   if (!sound) {
     std::fprintf(stderr, "%s\n", what);
     Describe();
@@ -142,7 +142,7 @@ void Session::Check(bool sound, const char* what) const {
   }
 }
 
-void Session::Expect(LRESULT got, LRESULT expected) const {
+void RandomHost::Expect(LRESULT got, LRESULT expected) const {
   if (got != expected) {
     std::fprintf(stderr, "returned %ld instead of %ld\n", static_cast<long>(got),
                  static_cast<long>(expected));
@@ -150,18 +150,18 @@ void Session::Expect(LRESULT got, LRESULT expected) const {
   }
 }
 
-LPARAM Session::WildParameter() {
+LPARAM RandomHost::WildParameter() {
   return random_.OneIn(2) ? reinterpret_cast<LPARAM>(wall_.Data())
                           : OneOf<LPARAM>(random_, {0, 1, -2, 0x7FFFFFFF});
 }
 
-DWORD_PTR Session::AnyId() {
+DWORD_PTR RandomHost::AnyId() {
   return random_.OneIn(2) || instances_.empty()
              ? OneOf<DWORD_PTR>(random_, {0, 0xFFFFFFFF, ~DWORD_PTR{0}})
              : instances_.front().id;
 }
 
-void Session::Open() {
+void RandomHost::Open() {
   if (random_.OneIn(8)) {
     Expect(Send(AnyId(), DRV_OPEN, WildParameter(), nullptr), -1);
     return;
@@ -183,7 +183,7 @@ void Session::Open() {
   instances_.emplace_back(id, open.fccHandler);
 }
 
-void Session::SendWithoutInstance() {
+void RandomHost::SendWithoutInstance() {
   const auto id = OneOf<DWORD_PTR>(random_, {0, 0xFFFFFFFF, ~DWORD_PTR{0}});
   if (random_.OneIn(8)) {
     Expect(Send(id, DRV_CLOSE, WildParameter(), WildParameter()), 1);
@@ -200,13 +200,13 @@ void Session::SendWithoutInstance() {
   Check(ThisHostThread().dialogs == 0, "a dialog without an instance");
 }
 
-void Session::SendWithoutEffect(OpenInstance& /*instance*/) {
+void RandomHost::SendWithoutEffect(OpenInstance& /*instance*/) {
   const auto message = OneOf<UINT>(random_, {DRV_LOAD, DRV_ENABLE, DRV_DISABLE, DRV_FREE,
                                              DRV_QUERYCONFIGURE, DRV_INSTALL, DRV_REMOVE});
   Expect(Send(AnyId(), message, WildParameter(), WildParameter()), 1);
 }
 
-void Session::SendToDefaultProcedure(OpenInstance& /*instance*/) {
+void RandomHost::SendToDefaultProcedure(OpenInstance& /*instance*/) {
   const DWORD_PTR id = AnyId();
   const auto message = random_.OneIn(2)
                            ? OneOf<UINT>(random_, {0, DRV_POWER, DRV_EXITSESSION, DRV_USER - 1})
@@ -217,7 +217,7 @@ void Session::SendToDefaultProcedure(OpenInstance& /*instance*/) {
          DefDriverProc(id, DriverModule::HostHandle(), message, parameter1, parameter2));
 }
 
-void Session::SendUnknown(OpenInstance& instance) {
+void RandomHost::SendUnknown(OpenInstance& instance) {
   UINT message = 0;
   do {
     message =
@@ -233,19 +233,19 @@ void Session::SendUnknown(OpenInstance& instance) {
          ICERR_UNSUPPORTED);
 }
 
-void Session::SendDrawing(OpenInstance& instance) {
+void RandomHost::SendDrawing(OpenInstance& instance) {
   const UINT message = kDrawingMessages[random_.Below(kDrawingMessages.size())];
   Expect(Send(instance.id, message, WildParameter(), WildParameter()), ICERR_ERROR);
 }
 
-void Session::ConfigureDriver(OpenInstance& /*instance*/) {
+void RandomHost::ConfigureDriver(OpenInstance& /*instance*/) {
   const LPARAM parent = random_.OneIn(2) ? 0 : LPARAM{0x5678};
   Expect(Send(AnyId(), DRV_CONFIGURE, parent, WildParameter()), 0);
   Check(ThisHostThread().dialogs == (parent == 0 ? 0 : 1), "dialogs");
   counts_.dialogs += parent == 0 ? 0 : 1;
 }
 
-void Session::ShowDialog(OpenInstance& instance) {
+void RandomHost::ShowDialog(OpenInstance& instance) {
   const auto message = OneOf<UINT>(random_, {ICM_CONFIGURE, ICM_ABOUT});
   if (random_.OneIn(3)) {
     const auto query = OneOf<DWORD_PTR>(random_, {0xFFFFFFFF, ~DWORD_PTR{0}});
@@ -259,13 +259,13 @@ void Session::ShowDialog(OpenInstance& instance) {
   ++counts_.dialogs;
 }
 
-void Session::Close(OpenInstance& instance) {
+void RandomHost::Close(OpenInstance& instance) {
   const DWORD_PTR id = instance.id;
   Expect(Send(id, DRV_CLOSE, WildParameter(), WildParameter()), 1);
   instances_.remove_if([id](const OpenInstance& open) { return open.id == id; });
 }
 
-void Session::GetInfo(OpenInstance& instance) {
+void RandomHost::GetInfo(OpenInstance& instance) {
   if (random_.OneIn(4)) {
     Expect(Send(instance.id, ICM_GETINFO, nullptr, WildParameter()), 4);
     return;
@@ -288,7 +288,7 @@ void Session::GetInfo(OpenInstance& instance) {
   Check(info.GapsIntact(), "a write beside the ICINFO");
 }
 
-void Session::GetState(OpenInstance& instance) {
+void RandomHost::GetState(OpenInstance& instance) {
   if (random_.OneIn(4)) {
     Expect(Send(instance.id, ICM_GETSTATE, nullptr, WildParameter()), LRESULT{kStateBytes});
     return;
@@ -305,7 +305,7 @@ void Session::GetState(OpenInstance& instance) {
   Check(state.GapsIntact(), "a write beside the state");
 }
 
-void Session::SetState(OpenInstance& instance) {
+void RandomHost::SetState(OpenInstance& instance) {
   const DWORD handler = instance.model.Handler();
   if (random_.OneIn(3)) {
     Expect(Send(instance.id, ICM_SETSTATE, nullptr, WildParameter()), ICERR_OK);
@@ -326,7 +326,7 @@ void Session::SetState(OpenInstance& instance) {
   instance.model.state = state.Copy();
 }
 
-void Session::GetQuality(OpenInstance& instance) {
+void RandomHost::GetQuality(OpenInstance& instance) {
   const auto message = OneOf<UINT>(random_, {ICM_GETQUALITY, ICM_GETDEFAULTQUALITY});
   if (random_.OneIn(4)) {
     Expect(Send(instance.id, message, nullptr, WildParameter()), ICERR_OK);
@@ -339,7 +339,7 @@ void Session::GetQuality(OpenInstance& instance) {
   Check(quality.GapsIntact(), "a write beside the quality");
 }
 
-void Session::SetQuality(OpenInstance& instance) {
+void RandomHost::SetQuality(OpenInstance& instance) {
   if (random_.OneIn(4)) {
     Expect(Send(instance.id, ICM_SETQUALITY, nullptr, WildParameter()), ICERR_OK);
     return;

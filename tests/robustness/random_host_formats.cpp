@@ -6,7 +6,7 @@
 #include "tests/robustness/guarded_value.h"
 #include "tests/robustness/host_stand_ins.h"
 #include "tests/robustness/random_formats.h"
-#include "tests/robustness/session.h"
+#include "tests/robustness/random_host.h"
 
 namespace qivm::test {
 
@@ -47,7 +47,7 @@ BITMAPINFOHEADER OutputFor(Random& random, const BITMAPINFOHEADER& bitmap) {
 
 }  // namespace
 
-void Session::CompressQuery(OpenInstance& instance) {
+void RandomHost::CompressQuery(OpenInstance& instance) {
   const BITMAPINFOHEADER bitmap = RandomBitmap(random_);
   HeaderArgument input(bitmap, random_.OneIn(10));
   HeaderArgument output(RandomStream(random_, bitmap), random_.OneIn(3));
@@ -55,7 +55,7 @@ void Session::CompressQuery(OpenInstance& instance) {
          instance.model.CompressQuery(input.Get(), output.Get()));
 }
 
-void Session::CompressGetFormat(OpenInstance& instance) {
+void RandomHost::CompressGetFormat(OpenInstance& instance) {
   HeaderArgument input(RandomBitmap(random_), random_.OneIn(10));
   const LRESULT expected = instance.model.CompressQuery(input.Get(), nullptr);
   if (random_.OneIn(3)) {
@@ -78,7 +78,7 @@ void Session::CompressGetFormat(OpenInstance& instance) {
   Check(output.GapsIntact(), "a write beside the compressed format");
 }
 
-void Session::CompressGetSize(OpenInstance& instance) {
+void RandomHost::CompressGetSize(OpenInstance& instance) {
   HeaderArgument input(RandomBitmap(random_), false);
   const auto pixels =
       static_cast<DWORD>(input.Get()->biWidth) * static_cast<DWORD>(input.Get()->biHeight);
@@ -86,7 +86,7 @@ void Session::CompressGetSize(OpenInstance& instance) {
          static_cast<LONG>(pixels * 3));
 }
 
-void Session::CompressBegin(OpenInstance& instance) {
+void RandomHost::CompressBegin(OpenInstance& instance) {
   InstanceModel& model = instance.model;
   const BITMAPINFOHEADER bitmap = RandomBitmap(random_);
   HeaderArgument input(bitmap, random_.OneIn(20));
@@ -112,12 +112,12 @@ void Session::CompressBegin(OpenInstance& instance) {
   ++counts_.begins;
 }
 
-void Session::CompressEnd(OpenInstance& instance) {
+void RandomHost::CompressEnd(OpenInstance& instance) {
   Expect(Send(instance.id, ICM_COMPRESS_END, WildParameter(), WildParameter()), ICERR_OK);
   instance.model.compressor.reset();
 }
 
-void Session::DecompressQuery(OpenInstance& instance) {
+void RandomHost::DecompressQuery(OpenInstance& instance) {
   const BITMAPINFOHEADER bitmap = RandomBitmap(random_);
   HeaderArgument input(RandomStream(random_, bitmap), random_.OneIn(10));
   HeaderArgument output(OutputFor(random_, bitmap), random_.OneIn(3));
@@ -125,7 +125,7 @@ void Session::DecompressQuery(OpenInstance& instance) {
          instance.model.DecompressQuery(input.Get(), output.Get(), ThisHostThread().defectiveHost));
 }
 
-void Session::DecompressGetFormat(OpenInstance& instance) {
+void RandomHost::DecompressGetFormat(OpenInstance& instance) {
   HeaderArgument input(RandomStream(random_, RandomBitmap(random_)), random_.OneIn(10));
   const LRESULT expected = instance.model.DecompressQuery(input.Get(), nullptr, false);
   if (random_.OneIn(3)) {
@@ -151,7 +151,7 @@ void Session::DecompressGetFormat(OpenInstance& instance) {
   Check(output.GapsIntact(), "a write beside the suggested format");
 }
 
-void Session::DecompressBegin(OpenInstance& instance) {
+void RandomHost::DecompressBegin(OpenInstance& instance) {
   InstanceModel& model = instance.model;
   const BITMAPINFOHEADER bitmap = RandomBitmap(random_);
   const BITMAPINFOHEADER format = OutputFor(random_, bitmap);
@@ -179,7 +179,7 @@ void Session::DecompressBegin(OpenInstance& instance) {
   ++counts_.begins;
 }
 
-void Session::DecompressEnd(OpenInstance& instance) {
+void RandomHost::DecompressEnd(OpenInstance& instance) {
   Expect(Send(instance.id, ICM_DECOMPRESS_END, WildParameter(), WildParameter()), ICERR_OK);
   instance.model.decompressor.reset();
 }

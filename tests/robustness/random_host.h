@@ -16,14 +16,14 @@ namespace qivm::test {
 
 /// A host without sense: it sends random messages, whose sequence follows from the seed alone, to
 /// several instances of its own, and ends the program when the driver answers anything but what the
-/// model of the instance says. A session is used by one thread at a time.
-class Session {
+/// model of the instance says. A host is used by one thread at a time.
+class RandomHost {
  public:
   static constexpr int kExitCode = 1;
 
-  /// `lane` numbers the sessions that run at once.
-  Session(const DriverModule& driver, const ReferenceFrames& references, std::size_t lane,
-          std::uint64_t seed);
+  /// `lane` numbers the hosts that run at once.
+  RandomHost(const DriverModule& driver, const ReferenceFrames& references, std::size_t lane,
+             std::uint64_t seed);
 
   void Run(int messages);
   void CloseAll();
@@ -37,7 +37,7 @@ class Session {
     std::uint64_t dialogs = 0;
   };
   const Counts& Total() const { return counts_; }
-  /// Prints what the session is doing.
+  /// Prints what the host is doing.
   void Describe() const;
 
  private:
@@ -49,7 +49,7 @@ class Session {
   };
   struct MessageKind {
     unsigned weight;
-    void (Session::*send)(OpenInstance& instance);
+    void (RandomHost::*send)(OpenInstance& instance);
   };
   static const MessageKind kKinds[];
 

@@ -8,7 +8,7 @@
 #include "tests/driver/frame_calls.h"
 #include "tests/robustness/guarded_value.h"
 #include "tests/robustness/host_stand_ins.h"
-#include "tests/robustness/session.h"
+#include "tests/robustness/random_host.h"
 
 namespace qivm::test {
 
@@ -189,12 +189,12 @@ std::vector<std::uint8_t> Mutated(std::vector<std::uint8_t> frame, Random& rando
 
 }  // namespace
 
-LPARAM Session::WrongSize(std::size_t size) {
+LPARAM RandomHost::WrongSize(std::size_t size) {
   const LPARAM sizes[] = {0, 1, -1, static_cast<LPARAM>(size) - 1, static_cast<LPARAM>(size) + 1};
   return sizes[random_.Below(std::size(sizes))];
 }
 
-void Session::Compress(OpenInstance& instance) {
+void RandomHost::Compress(OpenInstance& instance) {
   if (random_.OneIn(16)) {
     Expect(Send(instance.id, ICM_COMPRESS, WildParameter(), WrongSize(sizeof(ICCOMPRESS))),
            ICERR_BADPARAM);
@@ -213,7 +213,7 @@ void Session::Compress(OpenInstance& instance) {
   }
 }
 
-void Session::CompressSound(OpenInstance& instance, std::size_t format, std::size_t size) {
+void RandomHost::CompressSound(OpenInstance& instance, std::size_t format, std::size_t size) {
   const InstanceModel& model = instance.model;
   std::vector<std::uint8_t> picture = references_.Picture(format, size);
   const bool noise = random_.OneIn(4);
@@ -250,7 +250,7 @@ void Session::CompressSound(OpenInstance& instance, std::size_t format, std::siz
   }
 }
 
-void Session::CompressDamaged(OpenInstance& instance) {
+void RandomHost::CompressDamaged(OpenInstance& instance) {
   const BITMAPINFOHEADER& begun = instance.model.compressor->format;
   const auto format = ReferenceFrames::FormatOf(begun);
   const auto size = ReferenceFrames::SizeOf(begun);
@@ -290,7 +290,7 @@ void Session::CompressDamaged(OpenInstance& instance) {
   Check(arguments.flags.Holds(flags), "a key frame after a fault");
 }
 
-void Session::Decompress(OpenInstance& instance) {
+void RandomHost::Decompress(OpenInstance& instance) {
   if (random_.OneIn(16)) {
     Expect(Send(instance.id, ICM_DECOMPRESS, WildParameter(), WrongSize(sizeof(ICDECOMPRESS))),
            ICERR_BADPARAM);
@@ -315,7 +315,7 @@ void Session::Decompress(OpenInstance& instance) {
   }
 }
 
-void Session::DecompressSound(OpenInstance& instance) {
+void RandomHost::DecompressSound(OpenInstance& instance) {
   const InstanceModel& model = instance.model;
   const BITMAPINFOHEADER& begun = model.decompressor->format;
   const std::size_t size = ReferenceFrames::SizeOf(begun).value_or(0);
@@ -344,7 +344,7 @@ void Session::DecompressSound(OpenInstance& instance) {
   }
 }
 
-void Session::DecompressMutated(OpenInstance& instance) {
+void RandomHost::DecompressMutated(OpenInstance& instance) {
   // Neither the bitmap's size nor its format need be what was begun or what the frame is.
   BITMAPINFOHEADER header = ReferenceFrames::HeaderOf(random_.Below(ReferenceFrames::kFormats),
                                                       random_.Below(ReferenceFrames::kSizes));
@@ -366,7 +366,7 @@ void Session::DecompressMutated(OpenInstance& instance) {
   Check(arguments.GapsIntact(), "a write beside a bitmap");
 }
 
-void Session::DecompressDamaged(OpenInstance& instance) {
+void RandomHost::DecompressDamaged(OpenInstance& instance) {
   const std::size_t size = ReferenceFrames::SizeOf(instance.model.decompressor->format).value_or(0);
   const BITMAPINFOHEADER header =
       ReferenceFrames::HeaderOf(random_.Below(ReferenceFrames::kOutputFormats), size);
