@@ -1,5 +1,6 @@
 #include "tools/vfwtool/codec.h"
 
+#include <array>
 #include <cstddef>
 #include <string_view>
 
@@ -65,6 +66,24 @@ void Codec::ShowAbout() const {
     throw ToolError(ExitCode::kCodec, Concat(Describe().Text(), " has no about box"));
   }
   ICAbout(Handle(), GetDesktopWindow());
+}
+
+void Codec::SwapFields() const {
+  // The state of QIVM: 274 words, of which the second says whether fields are exchanged.
+  std::array<std::uint32_t, 274> state = {};
+  constexpr std::size_t kSwapWord = 1;
+  constexpr auto kBytes = static_cast<LONG>(sizeof(state));
+  const bool known = code_ == MakeFourCc("QIVM") || code_ == MakeFourCc("MMES");
+  if (!known || ICGetStateSize(Handle()) != static_cast<DWORD>(kBytes) ||
+      ICGetState(Handle(), state.data(), kBytes) < 0) {
+    throw ToolError(ExitCode::kCodec,
+                    Concat(Describe().Text(), " cannot be told to exchange fields: only QIVM can"));
+  }
+  state[kSwapWord] = 1;
+  const LRESULT result = ICSetState(Handle(), state.data(), kBytes);
+  if (result != kBytes) {
+    ThrowCodecError(Concat(Describe().Text(), " cannot be told to exchange fields"), result);
+  }
 }
 
 bool Codec::TakesQuality() const { return (AskCodec(Handle()).dwFlags & VIDCF_QUALITY) != 0; }

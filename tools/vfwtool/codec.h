@@ -35,6 +35,10 @@ class Codec {
   /// has none.
   void ShowAbout() const;
 
+  /// Makes the codec exchange the two fields of every picture. Throws ToolError (kCodec) when it is
+  /// not QIVM, the only one whose state the tool knows.
+  void SwapFields() const;
+
   /// False when the codec says of itself that its quality cannot be chosen.
   bool TakesQuality() const;
 

@@ -3,6 +3,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/vfwtool/avi_writer.h"
@@ -40,6 +41,9 @@ constexpr std::array kOptions = {
                .help = "the format in which the codec gets the pictures: yuy2 or uyvy for a\n"
                        "YUV clip, rgb24 or rgb32 for an RGB clip; a compressed AVI is\n"
                        "decompressed to it (default: the clip's own, else yuy2)"},
+    OptionSpec{.name = "--swap-fields",
+               .help = "exchange the two fields of every picture, for a clip that has the bottom\n"
+                       "field first; moves the picture up by one line (QIVM only)"},
     kJsonOption,
     kQuietOption,
 };
@@ -106,7 +110,11 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
         : ToolError(ExitCode::kInput, Concat(input, ": has no frames"));
   }
 
-  Compressor compressor(Codec::ForCompression(code), clipFormat.layout, quality);
+  Codec codec = Codec::ForCompression(code);
+  if (arguments.Has("--swap-fields")) {
+    codec.SwapFields();
+  }
+  Compressor compressor(std::move(codec), clipFormat.layout, quality);
   if (quality && !compressor.TakesQuality() && !arguments.Has(kQuietOption.name)) {
     streams.errors << compressor.Description().Text() << " may ignore --quality: it does not say "
                    << "that its quality can be chosen\n";
