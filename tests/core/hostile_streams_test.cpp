@@ -125,9 +125,11 @@ TEST_P(HostileStreamsTest, SizesAndChromaFormatsThatChange) {
     BitString headers;
     picture.chromaFormat = random.Between(0, 3);
     PutHeaders(headers, picture);
-    // The slices of 4:2:2 behind the header of another format.
+    headers.AlignTo(4);
+    // The slices of 4:2:2 behind headers of another format, which are as long.
     Bytes mixed = headers.Bytes();
-    mixed.insert(mixed.end(), stream.begin() + 160, stream.end());
+    mixed.insert(mixed.end(), stream.begin() + static_cast<std::ptrdiff_t>(mixed.size()),
+                 stream.end());
     Decode(mixed);
     if (round % 10 == 0) {
       ExpectProperFrame();
