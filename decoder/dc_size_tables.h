@@ -48,11 +48,9 @@ struct DcDifferential {
 /// The DC differential that the top of a word begins with (7.2.1).
 inline DcDifferential LookUpDc(std::uint32_t bits, const DcSizeTable& sizes) {
   const DcSizeEntry entry = sizes[bits >> (32 - kDcSizeIndexBits)];
-  if (entry.size == 0) {
-    return {entry.length, 0};
-  }
-  const int value = static_cast<int>((bits << entry.length) >> (32U - entry.size));
-  const int half = 1 << (entry.size - 1);
+  // In two steps, so that no size needs a branch.
+  const int value = static_cast<int>((bits << entry.length) >> 1 >> (31U - entry.size));
+  const int half = (1 << entry.size) >> 1;
   return {static_cast<unsigned>(entry.length) + entry.size,
           value < half ? value - 2 * half + 1 : value};
 }

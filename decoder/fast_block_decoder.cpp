@@ -1,5 +1,6 @@
 #include "decoder/fast_block_decoder.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -25,44 +26,48 @@ void Store(std::int16_t* block, ScanStep step, std::int32_t level) {
   block[step.position] = static_cast<std::int16_t>((product + ((product >> 31) & 15)) >> 4);
 }
 
+/// Decodes a block's AC coefficients; may put a zero in the DC coefficient's place. Where the
+/// stream turns a block's end into one of two cases at random the code does not branch between
+/// them: a branch that is not foreseen costs as much as two codes.
 void DecodeAc(BitCursor& cursor, std::int16_t* block, const ScanSteps& steps) {
   // One refill is good for this many looks at the pair table.
   constexpr int kLooks = BitCursor::kRefilledBits / kPairIndexBits;
+  constexpr std::size_t kEnd = MacroblockRecord::kBlockSize;
   std::size_t position = 0;
   for (;;) {
     cursor.Refill();
     for (int look = 0; look < kLooks; ++look) {
       const PairEntry& pair = kPairTable[cursor.Top() >> (32 - kPairIndexBits)];
+      if (pair.length == 0) [[unlikely]] {
+        cursor.Refill();
+        const AcEntry entry = LookUpLongAc(cursor.Top());
+        cursor.Skip(entry.length);
+        position += entry.advance;
+        if (position >= kEnd) {
+          return;
+        }
+        Store(block, steps[position], entry.level);
+        break;
+      }
       const std::size_t first = position + pair.advance1;
       const std::size_t second = first + pair.advance2;
-      if (second < steps.size()) [[likely]] {
-        // Without a second code both places are the same, and the first level is what stays.
-        cursor.Skip(pair.length);
-        Store(block, steps[second], pair.level2);
-        Store(block, steps[first], pair.level1);
-        position = second;
-        continue;
-      }
-      if (pair.length != 0) {
-        // The block ends: with the first code, whose second one then belongs to the next block, or
-        // with the second.
-        if (first >= steps.size()) {
+      if (second >= kEnd) [[unlikely]] {
+        // A run across the end with a second code behind it, which belongs to the next block.
+        const bool secondIsNextBlocks = (first >= kEnd) & (pair.length != pair.length1);
+        if (secondIsNextBlocks) [[unlikely]] {
           cursor.Skip(pair.length1);
-        } else {
-          cursor.Skip(pair.length);
-          Store(block, steps[first], pair.level1);
+          return;
         }
+        // Either the first code ends the block and has level 0, or the second does.
+        cursor.Skip(pair.length);
+        Store(block, steps[std::min(first, kEnd)], pair.level1);
         return;
       }
-      cursor.Refill();
-      const AcEntry entry = LookUpLongAc(cursor.Top());
-      cursor.Skip(entry.length);
-      position += entry.advance;
-      if (position >= steps.size()) {
-        return;
-      }
-      Store(block, steps[position], entry.level);
-      break;
+      // Without a second code both places are the same, and the first level is what stays.
+      cursor.Skip(pair.length);
+      Store(block, steps[second], pair.level2);
+      Store(block, steps[first], pair.level1);
+      position = second;
     }
   }
 }
@@ -82,8 +87,8 @@ void DecodeBlocksFast(BitReader& reader, PictureParameters& parameters, Macroblo
       const DcDifferential dc = LookUpDc(cursor.Top(), DcSizeTableOf(index));
       cursor.Skip(dc.length);
       std::int16_t* const block = record.Block(index).data();
-      block[0] = parameters.NextDc(index, dc.value);
       DecodeAc(cursor, block, steps);
+      block[0] = parameters.NextDc(index, dc.value);
       ++index;
     } while (index < record.blockCount &&
              BitCursor::Fits(frame, cursor.BitPosition(), kLongestBlockBytes));

@@ -22,11 +22,13 @@ struct ScanStep {
   std::uint16_t weight = 0;
   std::uint16_t position = 0;  // in raster order
 };
-using ScanSteps = std::array<ScanStep, 64>;
+/// By place in transmission order; the one behind the last is of no weight and at the DC
+/// coefficient's position, for what an end of block leaves to be stored.
+using ScanSteps = std::array<ScanStep, 65>;
 
 constexpr ScanSteps MakeScanSteps(const mpeg2::Scan& scan, unsigned scale) {
   ScanSteps steps = {};
-  for (std::size_t i = 0; i < steps.size(); ++i) {
+  for (std::size_t i = 0; i < scan.size(); ++i) {
     steps[i] = {static_cast<std::uint16_t>(kDecoderMatrix[scan[i]] * scale), scan[i]};
   }
   return steps;

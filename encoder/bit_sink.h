@@ -14,41 +14,38 @@ class BitSink {
   using Accumulator = std::size_t;
   static constexpr unsigned kBits = sizeof(Accumulator) * 8;
 
-  /// Goes on at `position` with `pendingBits` bits, at most 7, at the top of `pending`.
-  BitSink(std::uint8_t* position, Accumulator pending, unsigned pendingBits)
+  /// Goes on at `position` with the low `pendingBits` bits, at most 7, of `pending`.
+  BitSink(std::uint8_t* position, std::uint32_t pending, unsigned pendingBits)
       : position_(position), accumulator_(pending), used_(pendingBits) {}
 
-  /// Appends the low `bits` bits of `value`, at least one; its other bits are zero.
+  /// Appends the low `bits` bits of `value`, less than kBits; its other bits are zero.
   void Put(std::uint32_t value, unsigned bits) {
+    accumulator_ = accumulator_ << bits | value;
     used_ += bits;
-    accumulator_ |= static_cast<Accumulator>(value) << (kBits - used_);
   }
-  /// Stores the accumulator and keeps what does not fill a byte.
+  /// Stores the accumulator and keeps what does not fill a byte. At least one bit must be pending.
   void Flush() {
-    Accumulator bigEndian = accumulator_;
+    Accumulator bigEndian = accumulator_ << (kBits - used_);
     if constexpr (kBits == 64) {
       bigEndian = __builtin_bswap64(bigEndian);
     } else {
       bigEndian = __builtin_bswap32(bigEndian);
     }
     std::memcpy(position_, &bigEndian, sizeof(bigEndian));
-    const unsigned bytes = used_ / 8;
-    position_ += bytes;
-    // In two steps: a full accumulator would be a shift by its whole width.
-    accumulator_ = accumulator_ << (4 * bytes) << (4 * bytes);
+    position_ += used_ / 8;
     used_ %= 8;
   }
 
   std::uint8_t* Position() const { return position_; }
   unsigned PendingBits() const { return used_; }
-  /// The pending bits at the top of a byte; after Flush.
-  std::uint8_t PendingByte() const {
-    return static_cast<std::uint8_t>(accumulator_ >> (kBits - 8));
+  /// The pending bits; after Flush.
+  std::uint32_t Pending() const {
+    return static_cast<std::uint32_t>(accumulator_) & ((1U << used_) - 1);
   }
 
  private:
   std::uint8_t* position_;
-  Accumulator accumulator_;
+  Accumulator accumulator_;  // what lies above the lowest `used_` bits is stored already
   unsigned used_;
 };
 

@@ -66,8 +66,8 @@ BitSink BitWriter::BeginSink() {
     *position++ = static_cast<std::uint8_t>(accumulator_ >> 56);
     accumulator_ <<= 8;
   }
-  const auto top = static_cast<BitSink::Accumulator>(accumulator_ >> (64 - BitSink::kBits));
-  return {position, top, pending};
+  const auto rest = static_cast<std::uint32_t>(accumulator_ >> 56 >> (8 - pending));
+  return {position, rest, pending};
 }
 
 void BitWriter::EndSink(const BitSink& sink) {
@@ -80,7 +80,7 @@ void BitWriter::EndSink(const BitSink& sink) {
     Put(output_[i], 8);
   }
   if (const unsigned pending = sink.PendingBits(); pending != 0) {
-    Put(static_cast<std::uint32_t>(sink.PendingByte()) >> (8 - pending), pending);
+    Put(sink.Pending(), pending);
   }
 }
 
