@@ -21,9 +21,9 @@ constexpr std::size_t kLongestBlockBytes =
     (kDcSizeIndexBits + mpeg2::kDctDcSizes + std::size_t{64} * mpeg2::kEscapeTotalBits) / 8 + 1;
 
 /// Puts (QF * W * quantiser_scale * 2) / 32, toward zero, into its place (7.4.2.3).
-void Store(std::int16_t* block, ScanStep step, std::int32_t level) {
-  const std::int32_t product = level * step.weight;
-  block[step.position] = static_cast<std::int16_t>((product + ((product >> 31) & 15)) >> 4);
+[[gnu::always_inline]] inline void Store(std::int16_t* block, ScanStep step, std::int32_t level,
+                                         std::int32_t bias) {
+  block[step.position] = static_cast<std::int16_t>((level * step.weight + bias) >> 4);
 }
 
 /// Decodes a block's AC coefficients; may put a zero in the DC coefficient's place. Where the
@@ -33,6 +33,7 @@ void DecodeAc(BitCursor& cursor, std::int16_t* block, const ScanSteps& steps) {
   // One refill is good for this many looks at the pair table.
   constexpr int kLooks = BitCursor::kRefilledBits / kPairIndexBits;
   constexpr std::size_t kEnd = MacroblockRecord::kBlockSize;
+
   std::size_t position = 0;
   for (;;) {
     cursor.Refill();
@@ -46,7 +47,7 @@ void DecodeAc(BitCursor& cursor, std::int16_t* block, const ScanSteps& steps) {
         if (position >= kEnd) {
           return;
         }
-        Store(block, steps[position], entry.level);
+        Store(block, steps[position], entry.level, DequantisationBias(entry.level));
         break;
       }
       const std::size_t first = position + pair.advance1;
@@ -60,13 +61,13 @@ void DecodeAc(BitCursor& cursor, std::int16_t* block, const ScanSteps& steps) {
         }
         // Either the first code ends the block and has level 0, or the second does.
         cursor.Skip(pair.length);
-        Store(block, steps[std::min(first, kEnd)], pair.level1);
+        Store(block, steps[std::min(first, kEnd)], pair.level1, pair.bias1);
         return;
       }
       // Without a second code both places are the same, and the first level is what stays.
       cursor.Skip(pair.length);
-      Store(block, steps[second], pair.level2);
-      Store(block, steps[first], pair.level1);
+      Store(block, steps[second], pair.level2, pair.bias2);
+      Store(block, steps[first], pair.level1, pair.bias1);
       position = second;
     }
   }
@@ -102,7 +103,7 @@ void DecodeBlocksFast(BitReader& reader, PictureParameters& parameters, Macroblo
     block[0] = parameters.NextDc(index, DecodeDcDifferential(reader, DcSizeTableOf(index)));
     DecodeAc(reader, levels);
     for (std::size_t i = 1; i < levels.size(); ++i) {
-      Store(block.data(), steps[i], levels[i]);
+      Store(block.data(), steps[i], levels[i], DequantisationBias(levels[i]));
     }
   }
 }

@@ -17,7 +17,12 @@ struct alignas(8) PairEntry {
   std::uint8_t advance2 = 0;  // of the second; 0 when there is none
   std::uint8_t length = 0;    // bits of both; 0 when the first code is longer than the index
   std::uint8_t length1 = 0;   // bits of the first
+  std::uint8_t bias1 = 0;     // DequantisationBias of each level
+  std::uint8_t bias2 = 0;
 };
+
+/// What makes the division by 16 that ends dequantisation, a shift, round toward zero.
+constexpr std::uint8_t DequantisationBias(int level) { return level < 0 ? 15 : 0; }
 
 constexpr unsigned kPairIndexBits = 11;
 using PairTable = std::array<PairEntry, 1U << kPairIndexBits>;
@@ -71,12 +76,14 @@ constexpr PairTable kPairTable = [] {
       entry.advance1 = kPastBlock;
       continue;
     }
+    entry.bias1 = DequantisationBias(entry.level1);
     // The second code counts if all its bits are inside the index.
     const std::size_t rest = (index << first.length) & (table.size() - 1);
     const pair_table_detail::Symbol second = kSymbols[rest];
     if (first.advance < kPastBlock && second.length != 0 &&
         first.length + second.length <= static_cast<int>(kPairIndexBits)) {
       entry.level2 = second.level;
+      entry.bias2 = DequantisationBias(second.level);
       entry.advance2 = second.advance;
       entry.length = static_cast<std::uint8_t>(first.length + second.length);
     }

@@ -19,8 +19,8 @@ constexpr std::array<std::uint16_t, 64> kDecoderMatrix = [] {
 
 /// Where a coefficient goes, by its place in transmission order, and weight * quantiser_scale.
 struct ScanStep {
-  std::uint16_t weight = 0;
-  std::uint16_t position = 0;  // in raster order
+  std::int32_t weight = 0;
+  std::uint32_t position = 0;  // in raster order
 };
 /// By place in transmission order; the one behind the last is of no weight and at the DC
 /// coefficient's position, for what an end of block leaves to be stored.
@@ -29,7 +29,7 @@ using ScanSteps = std::array<ScanStep, 65>;
 constexpr ScanSteps MakeScanSteps(const mpeg2::Scan& scan, unsigned scale) {
   ScanSteps steps = {};
   for (std::size_t i = 0; i < scan.size(); ++i) {
-    steps[i] = {static_cast<std::uint16_t>(kDecoderMatrix[scan[i]] * scale), scan[i]};
+    steps[i] = {static_cast<std::int32_t>(kDecoderMatrix[scan[i]] * scale), scan[i]};
   }
   return steps;
 }
