@@ -45,16 +45,21 @@ void PutAcCoefficients(BitSink& sink, const std::int16_t* block, std::uint64_t l
 
 }  // namespace
 
-void CodeBlocksFast(BitSink& sink, PictureParameters& parameters, MacroblockRecord& record) {
+void CodeBlocksFast(BitSink& callersSink, PictureParameters& parameters,
+                    MacroblockRecord& record) {
+  // A copy, which what is stored through its position cannot change: it stays in registers.
+  BitSink sink = callersSink;
   for (int index = 0; index < record.blockCount; ++index) {
     const std::int16_t* const block = record.Block(index).data();
     const DcCode dc = CodeDcDifferential(parameters.DcDifference(index, block[0]), index);
     sink.Put(dc.bits, dc.length);
     sink.Flush();
     PutAcCoefficients(sink, block, record.levelMasks[static_cast<std::size_t>(index)]);
+    // Goes out with the next block's DC coefficient.
     sink.Put(mpeg2::kEndOfBlock.bits, mpeg2::kEndOfBlock.length);
-    sink.Flush();
   }
+  sink.Flush();
+  callersSink = sink;
 }
 
 }  // namespace qivm
