@@ -45,8 +45,7 @@ void PutAcCoefficients(BitSink& sink, const std::int16_t* block, std::uint64_t l
 
 }  // namespace
 
-void CodeBlocksFast(BitSink& callersSink, PictureParameters& parameters,
-                    MacroblockRecord& record) {
+void CodeBlocksFast(BitSink& callersSink, PictureParameters& parameters, MacroblockRecord& record) {
   // A copy, which what is stored through its position cannot change: it stays in registers.
   BitSink sink = callersSink;
   for (int index = 0; index < record.blockCount; ++index) {
