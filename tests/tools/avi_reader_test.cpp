@@ -9,6 +9,7 @@
 
 #include "tests/tools/temporary_file.h"
 #include "tests/tools/tool_errors.h"
+#include "tools/vfwtool/avi_layout.h"
 #include "tools/vfwtool/avi_source.h"
 #include "tools/vfwtool/avi_writer.h"
 #include "tools/vfwtool/bitmap_format.h"
@@ -17,6 +18,7 @@
 namespace qivm {
 namespace {
 
+using std::string_literals::operator""s;
 using Bytes = std::vector<std::uint8_t>;
 
 AviStreamFormat TestFormat() {
@@ -184,12 +186,62 @@ TEST(AviReader, RefusesWhatIsNoWholeVideo) {
   Store(file.Name(), TestFrames(3));
   Overwrite(file.Name(), PositionOf(file, "strf"), "JUNK");
   EXPECT_EQ(message(), file.Name() + ": the stream format is too short");
+  for (const std::string& stated : {"\x27"s, "\x36"s}) {
+    // 39 and 54 bytes; the format has 53.
+    Store(file.Name(), TestFrames(3));
+    Overwrite(file.Name(), PositionOf(file, "strf") + 8, stated);
+    EXPECT_EQ(message(), file.Name() + ": the stream format states a wrong size");
+  }
   Store(file.Name(), TestFrames(3));
   // The last entry of the index states a size beyond the end.
   Overwrite(file.Name(), PositionOf(file, "idx1") + 8 + 2 * 16 + 12, "\xFF\xFF\xFF\x7F");
   EXPECT_EQ(message(), file.Name() + ": the file ends inside frame 3");
   EXPECT_TRUE(Contains(MessageOf(ExitCode::kInput, [] { const AviReader reader("-"); }),
                        "standard input: an AVI must be a file"));
+}
+
+TEST(AviReader, IndexesAtTheEndOfTheAddressesLeadNowhere) {
+  const TemporaryFile file(".avi");
+  const std::vector<Bytes> frames = TestFrames(300);
+  constexpr AviLimits kSmall = {
+      .firstSegmentBytes = 12000, .nextSegmentBytes = 5000, .segments = 40};
+  ASSERT_GT(Store(file.Name(), frames, kSmall), 5U);
+  const std::size_t superIndex = PositionOf(file, "indx") + 8;
+  const auto standardIndex = static_cast<std::size_t>(
+      ReadLittleEndian64(file.Contents(), superIndex + kStandardIndexHeaderBytes) +
+      kChunkHeaderBytes);
+  // Such that adding a chunk's header passes zero: the frames are found without the index.
+  Overwrite(file.Name(), superIndex + kStandardIndexHeaderBytes, std::string(8, '\xFC'));
+  ExpectFrames(file.Name(), frames, false);
+  // The frames of one index likewise: the second one's bytes pass zero.
+  Store(file.Name(), frames, kSmall);
+  const std::size_t secondEntry =
+      standardIndex + kStandardIndexHeaderBytes + kStandardIndexEntryBytes;
+  Bytes base;
+  AppendLittleEndian64(base,
+                       std::uint64_t{0} - ReadLittleEndian32(file.Contents(), secondEntry) - 20);
+  Overwrite(file.Name(), standardIndex + 12, std::string(base.begin(), base.end()));
+  AviReader reader(file.Name());
+  EXPECT_EQ(MessageOf(ExitCode::kInput, [&] { reader.ReadFrame(1); }),
+            file.Name() + ": the file ends inside frame 2");
+}
+
+TEST(AviReader, AnIndexThatCountsOneSegmentManyTimesIsNotTaken) {
+  const TemporaryFile file(".avi");
+  const std::vector<Bytes> frames = TestFrames(300);
+  constexpr std::uint32_t kSegments = 255;
+  Store(file.Name(), frames,
+        {.firstSegmentBytes = 20000, .nextSegmentBytes = 5000, .segments = kSegments});
+  const std::size_t superIndex = PositionOf(file, "indx") + 8;
+  const std::size_t firstEntry = superIndex + kStandardIndexHeaderBytes;
+  const std::string entry = file.Text().substr(firstEntry, kSuperIndexEntryBytes);
+  std::string entries;
+  for (std::uint32_t i = 0; i < kSegments; ++i) {
+    entries += entry;
+  }
+  Overwrite(file.Name(), superIndex + 4, "\xFF"s);
+  Overwrite(file.Name(), firstEntry, entries);
+  ExpectFrames(file.Name(), frames, false);
 }
 
 TEST(AviReader, NoFileMakesItReadOutside) {

@@ -64,13 +64,17 @@ std::optional<Frames> ByOpenDmlIndex(const RiffFile& file, Bytes superIndex) {
     return AppendStandardIndex(superIndex, frames) ? std::optional(frames) : std::nullopt;
   }
   const std::size_t count = EntryCount(superIndex, kSuperIndexEntryBytes);
+  // The indexes lie side by side: where they take more than the file, some are the same.
+  std::uint64_t bytesLeft = file.Bytes();
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint64_t position =
         ReadLittleEndian64(superIndex, kStandardIndexHeaderBytes + i * kSuperIndexEntryBytes);
     const std::optional<RiffChunk> chunk = file.ChunkAt(position, file.Bytes());
-    if (!chunk || !AppendStandardIndex(file.Contents(*chunk), frames)) {
+    if (!chunk || chunk->Bytes() > bytesLeft ||
+        !AppendStandardIndex(file.Contents(*chunk), frames)) {
       return std::nullopt;
     }
+    bytesLeft -= chunk->Bytes();
   }
   return count == 0 ? std::nullopt : std::optional(frames);
 }

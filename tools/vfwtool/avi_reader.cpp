@@ -45,6 +45,11 @@ AviReader::AviReader(const std::string& name)
   if (format_.size() < kBitmapHeaderBytes) {
     Refuse(name, "the stream format is too short");
   }
+  // A codec may read as much as the header says that it has.
+  if (const std::uint32_t stated = ReadLittleEndian32(format_, 0);
+      stated < kBitmapHeaderBytes || stated > format_.size()) {
+    Refuse(name, "the stream format states a wrong size");
+  }
   frames_ = FindAviFrames(file, *videoStream_, superIndex_);
 }
 
@@ -92,12 +97,13 @@ void AviReader::ReadStream(const RiffFile& file, const RiffChunk& list) {
 
 std::span<std::uint8_t> AviReader::ReadFrame(std::uint32_t index) {
   const AviFrame& place = frames_.at(index);
-  if (place.position + place.bytes > fileBytes_) {
+  const RiffFile file(stream_, fileBytes_);
+  if (!file.Holds(place.position, place.bytes)) {
     Refuse(name_, Concat("the file ends inside frame ", index + 1));
   }
   frame_.resize(std::max<std::size_t>(frame_.size(), place.bytes));
   const std::span<std::uint8_t> frame = std::span(frame_).first(place.bytes);
-  if (!RiffFile(stream_, fileBytes_).Read(place.position, frame)) {
+  if (!file.Read(place.position, frame)) {
     Refuse(name_, Concat("frame ", index + 1, " cannot be read"));
   }
   return frame;

@@ -16,11 +16,13 @@ bool IsList(FourCc code) { return code == MakeFourCc("RIFF") || code == MakeFour
 std::optional<RiffChunk> RiffFile::ChunkAt(std::uint64_t position, std::uint64_t limit) const {
   std::array<std::uint8_t, kChunkHeaderBytes + kListTypeBytes> header{};
   const std::span bytes(header);
-  if (position + kChunkHeaderBytes > limit || !Read(position, bytes.first(kChunkHeaderBytes))) {
+  const std::uint64_t last = std::min(limit, fileBytes_);
+  if (position > last || last - position < kChunkHeaderBytes ||
+      !Read(position, bytes.first(kChunkHeaderBytes))) {
     return std::nullopt;
   }
   RiffChunk chunk{.code = ReadLittleEndian32(bytes, 0), .begin = position + kChunkHeaderBytes};
-  chunk.end = std::min(chunk.begin + ReadLittleEndian32(bytes, 4), std::min(limit, fileBytes_));
+  chunk.end = std::min(chunk.begin + ReadLittleEndian32(bytes, 4), last);
   if (IsList(chunk.code)) {
     const std::uint64_t stated = ReadLittleEndian32(bytes, 4);
     if (!Read(position, bytes)) {
@@ -31,7 +33,7 @@ std::optional<RiffChunk> RiffFile::ChunkAt(std::uint64_t position, std::uint64_t
     // Where the writer was ended before it could complete its lists, they reach as far as they can.
     const bool isIncomplete = stated < kListTypeBytes ||
                               (stated == kListTypeBytes && chunk.listType == MakeFourCc("movi"));
-    chunk.end = isIncomplete ? std::min(limit, fileBytes_) : std::max(chunk.begin, chunk.end);
+    chunk.end = std::max(chunk.begin, isIncomplete ? last : chunk.end);
   }
   return chunk;
 }
@@ -46,7 +48,7 @@ std::vector<RiffChunk> RiffFile::ChunksIn(std::uint64_t begin, std::uint64_t end
 }
 
 bool RiffFile::Read(std::uint64_t position, std::span<std::uint8_t> bytes) const {
-  if (position + bytes.size() > fileBytes_) {
+  if (!Holds(position, bytes.size())) {
     return false;
   }
   file_.clear();

@@ -36,6 +36,11 @@ class RiffFile {
     return ChunksIn(list.begin, list.end);
   }
 
+  /// Whether the file has that many bytes at a position. Both may be what a damaged file states.
+  bool Holds(std::uint64_t position, std::uint64_t bytes) const {
+    return position <= fileBytes_ && bytes <= fileBytes_ - position;
+  }
+
   /// Reads bytes at a position; false when the file ends before.
   bool Read(std::uint64_t position, std::span<std::uint8_t> bytes) const;
 
