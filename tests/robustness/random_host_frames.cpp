@@ -126,10 +126,24 @@ bool BlockOnePage(const GuardedBuffer& buffer, Random& random,
   return VirtualProtect(page, kPage, PAGE_NOACCESS, &before) != FALSE;
 }
 
-/// Replaces one of the pointers by null or by the wall, and announces that.
-void ReplacePointer(std::span<void** const> pointers, const GuardedBuffer& wall, Random& random,
-                    AccessWatch::Announcement& announcement) {
-  void*& pointer = *pointers[random.Below(static_cast<std::uint32_t>(pointers.size()))];
+template <typename Pointed>
+void** Slot(Pointed*& pointer) {
+  return reinterpret_cast<void**>(&pointer);
+}
+
+/// Makes a page of a frame's bitmap inaccessible or replaces one of the frame's pointers, by null
+/// or by the wall, and announces that. Returns what to pass with the message: the arguments, or
+/// sometimes the wall in their place.
+template <typename Arguments>
+Parameter SpoilMemory(Arguments& arguments, const GuardedBuffer& bitmap, const GuardedBuffer& wall,
+                      Random& random, AccessWatch::Announcement& announcement) {
+  if (random.OneIn(3) && BlockOnePage(bitmap, random, announcement)) {
+    return arguments.Request();
+  }
+  auto& fields = arguments.fields;
+  void** const pointers[] = {Slot(fields.lpbiInput), Slot(fields.lpInput), Slot(fields.lpbiOutput),
+                             Slot(fields.lpOutput)};
+  void*& pointer = *pointers[random.Below(std::size(pointers))];
   if (random.OneIn(2)) {
     announcement.AddNull();
     pointer = nullptr;
@@ -137,11 +151,11 @@ void ReplacePointer(std::span<void** const> pointers, const GuardedBuffer& wall,
     announcement.Add(wall.Data(), wall.Size());
     pointer = wall.Data();
   }
-}
-
-template <typename Pointed>
-void** Slot(Pointed*& pointer) {
-  return reinterpret_cast<void**>(&pointer);
+  if (random.OneIn(8)) {
+    announcement.Add(wall.Data(), wall.Size());
+    return wall.Data();
+  }
+  return arguments.Request();
 }
 
 /// Whether two bitmaps show the same. The unused byte of 32-bit pixels can be anything where a
@@ -259,31 +273,24 @@ void RandomHost::CompressDamaged(OpenInstance& instance) {
   const std::size_t given = known ? *format : 0;
   CompressArguments arguments(ReferenceFrames::HeaderOf(given, size.value_or(0)),
                               references_.Picture(given, size.value_or(0)), random_);
-  ICCOMPRESS& fields = arguments.fields;
   const DWORD flags = arguments.flags.Copy();
   GuardedValue<BITMAPINFOHEADER> otherHeader({});
   AccessWatch::Announcement announcement(lane_);
-  bool passed = true;
+  Parameter passed = nullptr;
   if (!known) {
     announcement.AddNull();
+    passed = arguments.Request();
   } else if (random_.OneIn(8)) {
     announcement.AddNull();
     BITMAPINFOHEADER other = begun;
     other.biHeight += 16;
     otherHeader.Set(other);
-    fields.lpbiInput = otherHeader.Get();
-  } else if (!random_.OneIn(3) || !BlockOnePage(arguments.input, random_, announcement)) {
-    void** const pointers[] = {Slot(fields.lpbiInput), Slot(fields.lpInput),
-                               Slot(fields.lpbiOutput), Slot(fields.lpOutput)};
-    ReplacePointer(pointers, wall_, random_, announcement);
-    passed = !random_.OneIn(8);
+    arguments.fields.lpbiInput = otherHeader.Get();
+    passed = arguments.Request();
+  } else {
+    passed = SpoilMemory(arguments, arguments.input, wall_, random_, announcement);
   }
-  if (!passed) {
-    announcement.Add(wall_.Data(), wall_.Size());
-  }
-  Expect(Send(instance.id, ICM_COMPRESS, passed ? arguments.Request() : Parameter(wall_.Data()),
-              sizeof(ICCOMPRESS)),
-         ICERR_OK);
+  Expect(Send(instance.id, ICM_COMPRESS, passed, sizeof(ICCOMPRESS)), ICERR_OK);
   ++counts_.damaged;
   Check(ThisHostThread().debugTexts == 2, "no text about a fault");
   Check(arguments.GapsIntact(), "a write beside a frame");
@@ -371,21 +378,9 @@ void RandomHost::DecompressDamaged(OpenInstance& instance) {
   const BITMAPINFOHEADER header =
       ReferenceFrames::HeaderOf(random_.Below(ReferenceFrames::kOutputFormats), size);
   DecompressArguments arguments(header, BitmapBytes(header), references_.Frame(size), random_);
-  ICDECOMPRESS& fields = arguments.fields;
   AccessWatch::Announcement announcement(lane_);
-  bool passed = true;
-  if (!random_.OneIn(3) || !BlockOnePage(arguments.output, random_, announcement)) {
-    void** const pointers[] = {Slot(fields.lpbiInput), Slot(fields.lpInput),
-                               Slot(fields.lpbiOutput), Slot(fields.lpOutput)};
-    ReplacePointer(pointers, wall_, random_, announcement);
-    passed = !random_.OneIn(8);
-  }
-  if (!passed) {
-    announcement.Add(wall_.Data(), wall_.Size());
-  }
-  Expect(Send(instance.id, ICM_DECOMPRESS, passed ? arguments.Request() : Parameter(wall_.Data()),
-              sizeof(ICDECOMPRESS)),
-         ICERR_OK);
+  const Parameter passed = SpoilMemory(arguments, arguments.output, wall_, random_, announcement);
+  Expect(Send(instance.id, ICM_DECOMPRESS, passed, sizeof(ICDECOMPRESS)), ICERR_OK);
   ++counts_.damaged;
   // A page that was blocked must not be read to look.
   arguments.output.Protect(PAGE_READWRITE);
