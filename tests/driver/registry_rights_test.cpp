@@ -90,44 +90,39 @@ class RegistryRightsTest : public ::testing::Test {
     EXPECT_EQ(driver.Send(0, DRV_CONFIGURE, LPARAM{1}), 0);
   }
 
+  /// A driver that has these rights alone loads the expected settings, works and tries to save.
+  static void UseAndSave(REGSAM rights, const std::array<DWORD, 3>& expected) {
+    SetRightsOfAll(rights);
+    {
+      const DriverModule driver;
+      EXPECT_EQ(LoadedSettings(driver), expected);
+      ExpectWorks(driver);
+      Save(driver);
+    }
+    SetRightsOfAll(KEY_ALL_ACCESS);
+  }
+
   static constexpr std::array<DWORD, 3> kStored = {1, kQivmCode, 0};
   static constexpr std::array<DWORD, 3> kDefaults = {0, kQivmCode, kMmesCode};
   static constexpr REGSAM kReadOnly = KEY_READ | WRITE_DAC;
 };
 
 TEST_F(RegistryRightsTest, SettingsThatCanBeReadAreUsed) {
-  SetRightsOfAll(kReadOnly);
-  {
-    const DriverModule driver;
-    EXPECT_EQ(LoadedSettings(driver), kStored);
-    ExpectWorks(driver);
-    Save(driver);
-  }
-  SetRightsOfAll(KEY_ALL_ACCESS);
+  UseAndSave(kReadOnly, kStored);
   EXPECT_EQ(ReadDword(kCodecKey, "ChangeFieldsOrder"), 1U);
   EXPECT_EQ(ReadDword(kCodecKey, "MPEG2NameCount"), 1U);
 }
 
 TEST_F(RegistryRightsTest, BadSettingsAreNotHealedButReplacedInMemory) {
   WriteDword(kCodecKey, "ChangeFieldsOrder", 2);
-  SetRightsOfAll(kReadOnly);
-  {
-    const DriverModule driver;
-    EXPECT_EQ(LoadedSettings(driver), kDefaults);
-    ExpectWorks(driver);
-    Save(driver);
-  }
-  SetRightsOfAll(KEY_ALL_ACCESS);
+  UseAndSave(kReadOnly, kDefaults);
   EXPECT_EQ(ReadDword(kCodecKey, "ChangeFieldsOrder"), 2U);
   EXPECT_EQ(ReadDword(kBoardKey, "AppCount"), 0U);
 }
 
 TEST_F(RegistryRightsTest, WithoutAnyRightTheDefaultsAreUsed) {
-  SetRightsOfAll(WRITE_DAC);
-  const DriverModule driver;
-  EXPECT_EQ(LoadedSettings(driver), kDefaults);
-  ExpectWorks(driver);
-  Save(driver);
+  UseAndSave(WRITE_DAC, kDefaults);
+  EXPECT_EQ(ReadDword(kCodecKey, "ChangeFieldsOrder"), 1U);
 }
 
 }  // namespace

@@ -77,14 +77,22 @@ std::uint64_t AviWriter::SegmentBytes(std::uint64_t chunkBytes, std::uint64_t fr
   return bytes;
 }
 
-std::vector<std::uint8_t> AviWriter::SuperIndex() const {
+std::vector<std::uint8_t> AviWriter::IndexHeader(std::uint8_t type, std::uint32_t entryBytes,
+                                                 std::size_t entries, std::uint64_t base) const {
   std::vector<std::uint8_t> index;
-  AppendLittleEndian16(index, kSuperIndexEntryBytes / 4);
+  AppendLittleEndian16(index, static_cast<std::uint16_t>(entryBytes / 4));
   index.push_back(0);  // No index of fields.
-  index.push_back(kIndexOfIndexes);
-  AppendLittleEndian32(index, static_cast<std::uint32_t>(segments_.size()));
+  index.push_back(type);
+  AppendLittleEndian32(index, static_cast<std::uint32_t>(entries));
   AppendLittleEndian32(index, FrameCode());
+  AppendLittleEndian64(index, base);
   index.resize(kStandardIndexHeaderBytes);  // Reserved.
+  return index;
+}
+
+std::vector<std::uint8_t> AviWriter::SuperIndex() const {
+  std::vector<std::uint8_t> index =
+      IndexHeader(kIndexOfIndexes, kSuperIndexEntryBytes, segments_.size(), 0);
   for (const Segment& segment : segments_) {
     AppendLittleEndian64(index, segment.FramesEnd());
     AppendLittleEndian32(index, segment.standardIndexBytes);
@@ -165,14 +173,8 @@ std::vector<std::uint8_t> AviWriter::Headers() const {
 }
 
 std::vector<std::uint8_t> AviWriter::StandardIndex() const {
-  std::vector<std::uint8_t> index;
-  AppendLittleEndian16(index, kStandardIndexEntryBytes / 4);
-  index.push_back(0);  // No index of fields.
-  index.push_back(kIndexOfChunks);
-  AppendLittleEndian32(index, static_cast<std::uint32_t>(index_.size()));
-  AppendLittleEndian32(index, FrameCode());
-  AppendLittleEndian64(index, segments_.back().movie);
-  index.resize(kStandardIndexHeaderBytes);  // Reserved.
+  std::vector<std::uint8_t> index =
+      IndexHeader(kIndexOfChunks, kStandardIndexEntryBytes, index_.size(), segments_.back().movie);
   for (const IndexEntry& entry : index_) {
     AppendLittleEndian32(index, entry.offset + kChunkHeaderBytes);
     AppendLittleEndian32(index, entry.bytes | (entry.isKeyFrame ? 0 : kDeltaFrameBit));

@@ -82,6 +82,9 @@ class AviWriter {
   std::uint64_t SegmentBytes(std::uint64_t chunkBytes, std::uint64_t frames) const;
   std::vector<std::uint8_t> Headers() const;
   std::vector<std::uint8_t> StreamList() const;
+  /// What both indexes of OpenDML begin with; `base` is what a standard index counts from.
+  std::vector<std::uint8_t> IndexHeader(std::uint8_t type, std::uint32_t entryBytes,
+                                        std::size_t entries, std::uint64_t base) const;
   std::vector<std::uint8_t> SuperIndex() const;
   std::vector<std::uint8_t> StandardIndex() const;
   std::vector<std::uint8_t> FirstIndex() const;
