@@ -7,11 +7,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/driver/driver_module.h"
@@ -108,6 +110,44 @@ bool IsWithoutDesktop() {
          (flags.dwFlags & WSF_VISIBLE) == 0;
 }
 
+BOOL CALLBACK CancelDialog(HWND window, LPARAM cancelled) {
+  std::array<char, 16> name = {};
+  GetClassNameA(window, name.data(), static_cast<int>(name.size()));
+  if (std::strcmp(name.data(), "#32770") == 0) {
+    PostMessageA(window, WM_COMMAND, IDCANCEL, 0);
+    *reinterpret_cast<bool*>(cancelled) = true;
+  }
+  return TRUE;
+}
+
+/// Sends a message that shows a dialog, on a thread of its own, and cancels what it shows. Nobody
+/// sees the dialog, but the message must come back all the same.
+void CancelDialogOf(const DriverModule& driver, UINT message, LPARAM parameter) {
+  std::atomic<DWORD> threadId = 0;
+  std::atomic<bool> returned = false;
+  std::thread caller([&] {
+    threadId = GetCurrentThreadId();
+    const Instance instance(driver);
+    instance.Send(message, parameter);
+    returned = true;
+  });
+  bool cancelled = false;
+  constexpr int kMostTries = 2000;
+  for (int i = 0; i < kMostTries && !returned; ++i) {
+    if (threadId != 0) {
+      EnumThreadWindows(threadId, &CancelDialog, reinterpret_cast<LPARAM>(&cancelled));
+    }
+    Sleep(10);
+  }
+  if (!returned) {
+    // A thread that never ends cannot be waited for.
+    std::fprintf(stderr, "driver_host: the dialog of message %u does not end\n", message);
+    std::_Exit(1);
+  }
+  caller.join();
+  EXPECT_TRUE(cancelled) << "message " << message << " showed no dialog";
+}
+
 int WithoutDesktop() {
   EXPECT_TRUE(IsWithoutDesktop());
   const BITMAPINFOHEADER header = Header(kRgb32, 64, 48);
@@ -121,6 +161,8 @@ int WithoutDesktop() {
   const auto picture = MakePicture(header);
   const auto decoded = Decompress(instance, header, Compress(instance, header, picture));
   EXPECT_GT(Psnr(header, picture, decoded), 30.0);
+  CancelDialogOf(driver, ICM_CONFIGURE, 0);
+  CancelDialogOf(driver, ICM_ABOUT, 0);
   return 0;
 }
 
