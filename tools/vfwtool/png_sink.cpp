@@ -78,6 +78,11 @@ class PngSink::Encoder {
     Check(frame->Initialize(nullptr), name, "cannot be written");
     Check(frame->SetSize(layout.width, layout.height), name, "cannot be written");
     Check(frame->SetPixelFormat(&format), name, "cannot be written");
+    // An encoder that lacks a format names the next best one, in which these rows are not.
+    Check(IsEqualGUID(format, GUID_WICPixelFormat24bppBGR) != FALSE
+              ? S_OK
+              : WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT,
+          name, "the system's PNG files have no 24-bit colours");
     Check(frame->WritePixels(layout.height, static_cast<UINT>(layout.RowBytes()),
                              static_cast<UINT>(rows.size()), rows.data()),
           name, "cannot be written");
