@@ -27,7 +27,7 @@ constexpr std::uint8_t DequantisationBias(int level) { return level < 0 ? 15 : 0
 constexpr unsigned kPairIndexBits = 11;
 using PairTable = std::array<PairEntry, 1U << kPairIndexBits>;
 
-/// An advance that ends every block, for an end of block and for a code that the table lacks.
+/// The advance of an end of block: it ends every block.
 constexpr std::uint8_t kPastBlock = 64;
 
 namespace pair_table_detail {
@@ -71,12 +71,17 @@ constexpr PairTable kPairTable = [] {
   for (std::size_t index = 0; index < table.size(); ++index) {
     const pair_table_detail::Symbol first = kSymbols[index];
     PairEntry& entry = table[index];
-    entry = {first.level, 0, first.advance, 0, first.length, first.length};
+    entry = {first.level,
+             0,
+             first.advance,
+             0,
+             first.length,
+             first.length,
+             DequantisationBias(first.level),
+             0};
     if (first.length == 0) {
-      entry.advance1 = kPastBlock;
       continue;
     }
-    entry.bias1 = DequantisationBias(entry.level1);
     // The second code counts if all its bits are inside the index.
     const std::size_t rest = (index << first.length) & (table.size() - 1);
     const pair_table_detail::Symbol second = kSymbols[rest];
