@@ -71,14 +71,11 @@ constexpr PairTable kPairTable = [] {
   for (std::size_t index = 0; index < table.size(); ++index) {
     const pair_table_detail::Symbol first = kSymbols[index];
     PairEntry& entry = table[index];
-    entry = {first.level,
-             0,
-             first.advance,
-             0,
-             first.length,
-             first.length,
-             DequantisationBias(first.level),
-             0};
+    entry = {.level1 = first.level,
+             .advance1 = first.advance,
+             .length = first.length,
+             .length1 = first.length,
+             .bias1 = DequantisationBias(first.level)};
     if (first.length == 0) {
       continue;
     }
