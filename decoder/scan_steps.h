@@ -24,7 +24,7 @@ struct ScanStep {
 };
 /// By place in transmission order; the one behind the last is of no weight and at the DC
 /// coefficient's position, for what an end of block leaves to be stored.
-using ScanSteps = std::array<ScanStep, 65>;
+using ScanSteps = std::array<ScanStep, std::tuple_size_v<mpeg2::Scan> + 1>;
 
 constexpr ScanSteps MakeScanSteps(const mpeg2::Scan& scan, unsigned scale) {
   ScanSteps steps = {};

@@ -12,6 +12,11 @@ namespace qivm {
 
 namespace {
 
+// A dct_dc_size code and its differential take 21 bits at the most; the end of the block before
+// them goes out with them.
+static_assert(21 + mpeg2::kEndOfBlock.length <= BitSink::kBits - 7);
+static_assert(mpeg2::kEscapeTotalBits <= BitSink::kBits - 7);
+
 /// A word of a level mask that one instruction can scan.
 using MaskWord = std::size_t;
 constexpr unsigned kMaskWordBits = sizeof(MaskWord) * 8;

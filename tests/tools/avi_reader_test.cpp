@@ -38,6 +38,10 @@ std::vector<Bytes> TestFrames(std::size_t count) {
   return frames;
 }
 
+/// So that a few hundred frames take several segments.
+constexpr AviLimits kSmallSegments = {
+    .firstSegmentBytes = 12000, .nextSegmentBytes = 5000, .segments = 40};
+
 bool IsKey(std::size_t index) { return index % 3 != 2; }
 
 std::size_t Store(const std::string& name, const std::vector<Bytes>& frames,
@@ -90,16 +94,14 @@ TEST(AviReader, ReadsHeadersAndFrames) {
 TEST(AviReader, ReadsEverySegment) {
   const TemporaryFile file(".avi");
   const std::vector<Bytes> frames = TestFrames(300);
-  constexpr AviLimits kSmall = {
-      .firstSegmentBytes = 12000, .nextSegmentBytes = 5000, .segments = 40};
-  EXPECT_GT(Store(file.Name(), frames, kSmall), 5U);
+  EXPECT_GT(Store(file.Name(), frames, kSmallSegments), 5U);
   ExpectFrames(file.Name(), frames, true);
   EXPECT_EQ(AviReader(file.Name()).Streams().at(0).length, 300U);
   // The first segment alone is an ordinary AVI of the frames that it has.
   const std::string text = file.Text();
   const std::size_t first = 8 + ReadLittleEndian32(file.Contents(), 4);
   ASSERT_EQ(text.substr(first, 4), "RIFF");
-  EXPECT_LE(first, kSmall.firstSegmentBytes);
+  EXPECT_LE(first, kSmallSegments.firstSegmentBytes);
   const TemporaryFile firstFile(".avi");
   firstFile.Store(text.substr(0, first));
   Overwrite(firstFile.Name(), PositionOf(firstFile, "indx"), "JUNK");
@@ -203,9 +205,7 @@ TEST(AviReader, RefusesWhatIsNoWholeVideo) {
 TEST(AviReader, IndexesAtTheEndOfTheAddressesLeadNowhere) {
   const TemporaryFile file(".avi");
   const std::vector<Bytes> frames = TestFrames(300);
-  constexpr AviLimits kSmall = {
-      .firstSegmentBytes = 12000, .nextSegmentBytes = 5000, .segments = 40};
-  ASSERT_GT(Store(file.Name(), frames, kSmall), 5U);
+  ASSERT_GT(Store(file.Name(), frames, kSmallSegments), 5U);
   const std::size_t superIndex = PositionOf(file, "indx") + 8;
   const auto standardIndex = static_cast<std::size_t>(
       ReadLittleEndian64(file.Contents(), superIndex + kStandardIndexHeaderBytes) +
@@ -214,7 +214,7 @@ TEST(AviReader, IndexesAtTheEndOfTheAddressesLeadNowhere) {
   Overwrite(file.Name(), superIndex + kStandardIndexHeaderBytes, std::string(8, '\xFC'));
   ExpectFrames(file.Name(), frames, false);
   // The frames of one index likewise: the second one's bytes pass zero.
-  Store(file.Name(), frames, kSmall);
+  Store(file.Name(), frames, kSmallSegments);
   const std::size_t secondEntry =
       standardIndex + kStandardIndexHeaderBytes + kStandardIndexEntryBytes;
   Bytes base;
