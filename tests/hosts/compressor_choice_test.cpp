@@ -10,7 +10,7 @@
 #include "tests/driver/driver_module.h"
 #include "tests/driver/driver_registration.h"
 #include "tests/driver/pictures.h"
-#include "tests/hosts/picture_folder.h"
+#include "tests/hosts/leave_picture.h"
 #include "tests/ui/modal_call.h"
 #include "tests/ui/window_picture.h"
 
@@ -70,7 +70,7 @@ TEST_F(CompressorChoiceTest, TheCodecCanBeChosen) {
   const auto entry = std::find(entries.begin(), entries.end(), "Norvane MPEG2 I-frames");
   ASSERT_NE(entry, entries.end()) << ::testing::PrintToString(entries);
   SelectEntry(dialog, list, static_cast<std::size_t>(entry - entries.begin()));
-  WindowPicture(dialog).Save(PictureFolder() + "compressor-choice" + BitnessSuffix() + ".bmp");
+  LeavePicture(WindowPicture(dialog), "compressor-choice");
   dialog.Click(IDOK);
 
   EXPECT_NE(choosing.Result(), FALSE);

@@ -10,7 +10,7 @@
 #include "tests/driver/driver_registration.h"
 #include "tests/driver/pictures.h"
 #include "tests/hosts/avi_clip.h"
-#include "tests/hosts/picture_folder.h"
+#include "tests/hosts/leave_picture.h"
 #include "tests/ui/window_picture.h"
 
 namespace qivm::test {
@@ -79,7 +79,7 @@ TEST_F(MciPlayerTest, FramesAreShownInTheWindow) {
   const Player player(clip_);
   for (const LONG frame : {0, 2, 1}) {
     const WindowPicture shown = player.Show(frame);
-    shown.Save(PictureFolder() + "mci-player-" + std::to_string(frame) + BitnessSuffix() + ".bmp");
+    LeavePicture(shown, "mci-player-" + std::to_string(frame));
     ASSERT_EQ(shown.Header().biWidth, 320);
     ASSERT_EQ(shown.Header().biHeight, 240);
     EXPECT_GT(WindowPsnr(shown, frame), 34.0) << frame;
