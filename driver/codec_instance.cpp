@@ -22,7 +22,8 @@ static_assert(sizeof(ICINFO) == 568);
 static_assert(CompressorContext::kKeyFrame == AVIIF_KEYFRAME);
 static_assert(kDefaultQualityRequest == static_cast<DWORD>(ICQUALITY_DEFAULT));
 
-/// The kernels leave MMX registers in use, which the host's floating-point code would stumble on.
+/// Whatever a frame used of the registers that MMX and the x87 share, the host's floating-point
+/// code finds them free.
 void ClearMmxState() { __asm__ volatile("emms"); }
 
 /// Loads a string resource into a wide field; the field is all zero when there is none.
@@ -126,11 +127,11 @@ LRESULT CodecInstance::CompressBegin(const BitmapInfoHeader* input,
     return ICERR_INTERNAL;
   }
   // A query may leave the output out; a begin cannot do without.
-  if (output == nullptr || !compressor_->Begin(*output, *input, Processor::Current())) {
-    compressor_.reset();
+  if (output == nullptr || !library_.Hold() ||
+      !compressor_->Begin(*output, *input, Processor::Current())) {
+    CompressEnd();
     return ICERR_BADFORMAT;
   }
-  KeepLibraryForContexts();
   return ICERR_OK;
 }
 
@@ -169,7 +170,7 @@ bool CodecInstance::CompressFrameOf(const ICCOMPRESS& request) {
 
 LRESULT CodecInstance::CompressEnd() {
   compressor_.reset();
-  KeepLibraryForContexts();
+  LetLibraryGoWithoutContexts();
   return ICERR_OK;
 }
 
@@ -184,11 +185,11 @@ LRESULT CodecInstance::DecompressBegin(const BitmapInfoHeader* input,
   if (decompressor_ == nullptr) {
     return ICERR_BADFORMAT;
   }
-  if (output == nullptr || !decompressor_->Begin(*output, Processor::Current())) {
-    decompressor_.reset();
+  if (output == nullptr || !library_.Hold() ||
+      !decompressor_->Begin(*output, Processor::Current())) {
+    DecompressEnd();
     return ICERR_ERROR;
   }
-  KeepLibraryForContexts();
   return ICERR_OK;
 }
 
@@ -220,12 +221,14 @@ bool CodecInstance::DecompressFrameOf(const ICDECOMPRESS& request) {
 
 LRESULT CodecInstance::DecompressEnd() {
   decompressor_.reset();
-  KeepLibraryForContexts();
+  LetLibraryGoWithoutContexts();
   return ICERR_OK;
 }
 
-void CodecInstance::KeepLibraryForContexts() {
-  library_.Hold(compressor_ != nullptr || decompressor_ != nullptr);
+void CodecInstance::LetLibraryGoWithoutContexts() {
+  if (compressor_ == nullptr && decompressor_ == nullptr) {
+    library_.LetGo();
+  }
 }
 
 }  // namespace qivm

@@ -49,7 +49,7 @@ class CodecInstance : public HeapObject {
   LRESULT DecompressEnd();
 
  private:
-  void KeepLibraryForContexts();
+  void LetLibraryGoWithoutContexts();
   bool CompressFrameOf(const ICCOMPRESS& request);
   bool DecompressFrameOf(const ICDECOMPRESS& request);
 

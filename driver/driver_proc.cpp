@@ -177,6 +177,8 @@ extern "C" LRESULT CALLBACK DriverProc(DWORD_PTR id, HDRVR driver, UINT message,
       if (parameter1 != 0) {
         qivm::ui::ShowLauncher(qivm::WindowParameter(parameter1));
       }
+      // Hosts have always got 0 here, whatever the user did. Of the published results that is
+      // DRVCNF_CANCEL; DRVCNF_OK would be 1.
       return 0;
     default:
       return DefDriverProc(id, driver, message, parameter1, parameter2);

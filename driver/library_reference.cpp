@@ -6,12 +6,15 @@
 
 namespace qivm {
 
-void LibraryReference::Hold(bool wanted) {
-  if (wanted && library_ == nullptr) {
-    // By an address inside the library; the handle is its first one.
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                       reinterpret_cast<LPCSTR>(ModuleHandle()), &library_);
-  } else if (!wanted && library_ != nullptr) {
+bool LibraryReference::Hold() {
+  // By an address inside the library; the handle is its first one.
+  return library_ != nullptr ||
+         GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                            reinterpret_cast<LPCSTR>(ModuleHandle()), &library_) != FALSE;
+}
+
+void LibraryReference::LetGo() {
+  if (library_ != nullptr) {
     FreeLibrary(std::exchange(library_, nullptr));
   }
 }

@@ -11,12 +11,13 @@ namespace qivm {
 class LibraryReference {
  public:
   LibraryReference() = default;
-  ~LibraryReference() { Hold(false); }
+  ~LibraryReference() { LetGo(); }
   LibraryReference(const LibraryReference&) = delete;
   LibraryReference& operator=(const LibraryReference&) = delete;
 
-  /// Takes the reference or lets it go.
-  void Hold(bool wanted);
+  /// Takes the reference, if it is not held already; false when the system refuses it.
+  bool Hold();
+  void LetGo();
 
  private:
   HMODULE library_ = nullptr;

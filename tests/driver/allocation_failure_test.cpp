@@ -1,5 +1,6 @@
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
+#include "tests/driver/import_hook.h"
 #include "tests/driver/pictures.h"
 #include "tests/driver/replaced_imports.h"
 
@@ -76,6 +77,24 @@ TEST_P(AllocationFailureTest, AFailedBeginLeavesNoContext) {
     EXPECT_EQ(instance.Send(ICM_COMPRESS, nullptr, sizeof(ICCOMPRESS)), ICERR_ERROR);
     EXPECT_EQ(instance.Send(ICM_DECOMPRESS, nullptr, sizeof(ICDECOMPRESS)), ICERR_ERROR);
   }
+}
+
+BOOL WINAPI NoLibrary(DWORD /*flags*/, LPCSTR /*address*/, HMODULE* library) {
+  *library = nullptr;
+  return FALSE;
+}
+
+TEST_P(AllocationFailureTest, ALibraryThatCannotBeKept) {
+  HeapWatch heap(driver_.Handle());
+  const Instance instance(driver_);
+  {
+    // A context that slept in code which the host may unload would end the host.
+    const ImportHook refusal(driver_.Handle(), "GetModuleHandleExA",
+                             reinterpret_cast<void*>(&NoLibrary));
+    EXPECT_EQ(GetParam().begin(instance, kHeader), GetParam().noParts);
+    EXPECT_EQ(heap.Outstanding(), 1) << "only the instance itself";
+  }
+  EXPECT_EQ(GetParam().begin(instance, kHeader), ICERR_OK);
 }
 
 TEST_F(DriverTest, FramesAllocateNothing) {
