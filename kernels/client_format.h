@@ -5,20 +5,9 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/four_cc.h"
+
 namespace qivm {
-
-/// A four-character code as a number, first character in the lowest byte.
-using FourCC = std::uint32_t;
-
-constexpr FourCC MakeFourCC(char a, char b, char c, char d) {
-  return static_cast<FourCC>(static_cast<unsigned char>(a)) |
-         static_cast<FourCC>(static_cast<unsigned char>(b)) << 8 |
-         static_cast<FourCC>(static_cast<unsigned char>(c)) << 16 |
-         static_cast<FourCC>(static_cast<unsigned char>(d)) << 24;
-}
-
-constexpr FourCC kQivm = MakeFourCC('Q', 'I', 'V', 'M');
-constexpr FourCC kMmes = MakeFourCC('M', 'M', 'E', 'S');
 
 constexpr FourCC kBiRgb = 0;
 constexpr FourCC kYuy2 = MakeFourCC('Y', 'U', 'Y', '2');

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kernels/client_format.h"
+#include "platform/four_cc.h"
 
 namespace qivm {
 
@@ -39,8 +39,5 @@ bool ResetSettingsToDefaults();
 
 /// Writes the process record into the registry keys, if they exist. Returns true.
 bool SaveSettings();
-
-/// Upper-cases a code as the system's locale does; a NUL inside the code ends it early.
-FourCC UpperCaseFourCC(FourCC code);
 
 }  // namespace qivm

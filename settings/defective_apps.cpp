@@ -1,6 +1,7 @@
 #include "settings/defective_apps.h"
 
 #include "platform/platform.h"
+#include "settings/file_name.h"
 #include "settings/registry_key.h"
 #include "settings/settings_reader.h"
 #include "settings/value_names.h"
@@ -76,20 +77,9 @@ bool IsDefectiveHost() {
     // One byte more than the system is told: it does not terminate a path that is cut.
     std::array<char, kPathBytes + 1> path = {};
     defective = GetModuleFileNameA(nullptr, path.data(), kPathBytes) == 0 ||
-                IsListed(FileNamePart(path.data()));
+                IsListed(FileNamePart(path.data(), "\\", CharNextA));
   };
   return platform::RunGuarded(look) && defective;
-}
-
-const char* FileNamePart(const char* path) {
-  const char* name = path;
-  // Character by character: the second byte of a double-byte character can look like a backslash.
-  for (const char* at = path; *at != '\0'; at = CharNextA(at)) {
-    if (*at == '\\') {
-      name = at + 1;
-    }
-  }
-  return name;
 }
 
 }  // namespace qivm

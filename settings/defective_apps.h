@@ -21,7 +21,4 @@ void SaveDefectiveAppList();
 /// Whether the current process is a listed host. A process without a name counts as one.
 bool IsDefectiveHost();
 
-/// The part of a path behind its last backslash.
-const char* FileNamePart(const char* path);
-
 }  // namespace qivm

@@ -1,8 +1,6 @@
 #include "settings/settings_reader.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstring>
 #include <optional>
 
 #include "settings/value_names.h"
@@ -36,19 +34,6 @@ std::size_t EntryCount(std::int32_t stored, std::size_t limit) {
 }
 
 }  // namespace
-
-FourCC UpperCaseFourCC(FourCC code) {
-  std::array<char, sizeof(code)> text = {};
-  std::memcpy(text.data(), &code, sizeof(code));
-  for (char& character : text) {
-    if (character == '\0') {
-      break;
-    }
-    character = static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
-  }
-  std::memcpy(&code, text.data(), sizeof(code));
-  return code;
-}
 
 bool ReadCodecValues(const ValueSource& source, CodecSettings& settings) {
   const auto fieldsOrder = ReadDword<std::uint32_t>(source, kFieldsOrderValue);

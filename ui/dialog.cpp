@@ -12,6 +12,4 @@ std::string_view LoadText(UINT id, std::span<char> text) {
 
 void UpperCase(char* text) { CharUpperA(text); }
 
-const char* NextCharacter(const char* text) { return CharNextA(text); }
-
 }  // namespace qivm::ui

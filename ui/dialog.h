@@ -21,7 +21,4 @@ std::string_view LoadText(UINT id, std::span<char> text);
 /// Upper-cases a NUL-terminated text in place, as the system's locale does.
 void UpperCase(char* text);
 
-/// The character behind the one at `text` in the system's code page; stays at the NUL.
-const char* NextCharacter(const char* text);
-
 }  // namespace qivm::ui

@@ -1,5 +1,8 @@
 #include "ui/list_box.h"
 
+#include <array>
+#include <cstring>
+
 namespace qivm::ui {
 namespace {
 
@@ -24,9 +27,20 @@ int ListBox::Find(const char* name) const {
 }
 
 bool ListBox::Text(int index, std::span<char> text) const {
-  const int length = Send(LB_GETTEXTLEN, index, 0);
-  return length != LB_ERR && static_cast<std::size_t>(length) < text.size() &&
-         Send(LB_GETTEXT, index, TextParameter(text.data())) != LB_ERR;
+  // What the system says of a length is the most that it can be, often twice what it is: it serves
+  // to keep the copy inside the buffer, and the text itself to see whether it is too long.
+  std::array<char, 4 * kDefectiveNameBytes> item = {};
+  const int most = Send(LB_GETTEXTLEN, index, 0);
+  if (most == LB_ERR || static_cast<std::size_t>(most) >= item.size() ||
+      Send(LB_GETTEXT, index, TextParameter(item.data())) == LB_ERR) {
+    return false;
+  }
+  const std::size_t bytes = std::strlen(item.data()) + 1;
+  if (bytes > text.size()) {
+    return false;
+  }
+  std::memcpy(text.data(), item.data(), bytes);
+  return true;
 }
 
 int ListBox::Add(const char* name) { return Send(LB_ADDSTRING, 0, TextParameter(name)); }

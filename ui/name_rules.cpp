@@ -18,24 +18,10 @@ CodeText CodeTextOf(FourCC code) {
   return text;
 }
 
-CodeText CompleteCode(std::string_view text, UpperCaser upperCase) {
+FourCC CompleteCode(std::string_view text) {
   CodeText code = {' ', ' ', ' ', ' ', '\0'};
   text.copy(code.data(), kCodeCharacters);
-  upperCase(code.data());
-  return code;
-}
-
-FourCC CodeOf(const CodeText& text) { return MakeFourCC(text[0], text[1], text[2], text[3]); }
-
-const char* FileNameOf(const char* path, CharacterStep next) {
-  const char* name = path;
-  // Character by character: the second byte of a double-byte character can look like a backslash.
-  for (const char* at = path; *at != '\0'; at = next(at)) {
-    if (*at == '\\' || *at == '/' || *at == ':') {
-      name = at + 1;
-    }
-  }
-  return name;
+  return UpperCaseFourCC(MakeFourCC(code[0], code[1], code[2], code[3]));
 }
 
 void AddUnlessListed(NameList& list, const char* name) {
@@ -74,22 +60,20 @@ AddResult AddFileName(NameList& list, const char* name) {
   return AddResult::added;
 }
 
-void ListCodes(std::span<const FourCC, kMaxFourCCs> codes, NameList& list, UpperCaser upperCase) {
+void ListCodes(std::span<const FourCC, kMaxFourCCs> codes, NameList& list) {
   for (const FourCC code : codes) {
     if (code != 0) {
-      CodeText text = CodeTextOf(code);
-      upperCase(text.data());
-      list.Add(text.data());
+      list.Add(CodeTextOf(UpperCaseFourCC(code)).data());
     }
   }
   list.Select(0);
 }
 
-void StoreCodes(const NameList& list, std::span<FourCC, kMaxFourCCs> codes, UpperCaser upperCase) {
+void StoreCodes(const NameList& list, std::span<FourCC, kMaxFourCCs> codes) {
   int index = 0;
   for (FourCC& code : codes) {
     CodeText text = {};
-    code = list.Text(index, text) ? CodeOf(CompleteCode(text.data(), upperCase)) : 0;
+    code = list.Text(index, text) ? CompleteCode(text.data()) : 0;
     ++index;
   }
 }

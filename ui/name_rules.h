@@ -19,24 +19,15 @@ static_assert(kMaxListItems == kMaxFourCCs && kMaxListItems == kMaxApplications 
 /// Upper-cases a NUL-terminated text in place, as the system's locale does.
 using UpperCaser = void (*)(char* text);
 
-/// The character behind the one at `text`, which may take several bytes in the system's code page;
-/// stays at the NUL.
-using CharacterStep = const char* (*)(const char* text);
-
 /// A code as text: up to four characters and a NUL.
 using CodeText = std::array<char, 5>;
 
 /// The characters of a code; a NUL inside the code ends the text early.
 CodeText CodeTextOf(FourCC code);
 
-/// The first four characters of `text`, padded with blanks when there are fewer, upper-cased.
-CodeText CompleteCode(std::string_view text, UpperCaser upperCase);
-
-/// The code of a text that CompleteCode returned.
-FourCC CodeOf(const CodeText& text);
-
-/// The part of a NUL-terminated path behind its last '\', '/' or ':'; all of it when it has none.
-const char* FileNameOf(const char* path, CharacterStep next);
+/// The code of the first four characters of `text`, padded with blanks when there are fewer, in
+/// upper case.
+FourCC CompleteCode(std::string_view text);
 
 /// A list of names with at most one of them selected. The list keeps its items in an order of its
 /// own; they are counted from 0.
@@ -79,11 +70,11 @@ enum class AddResult { added, listedAlready, listFull };
 AddResult AddFileName(NameList& list, const char* name);
 
 /// Adds every code of a record's list to a list of names, upper-cased, and selects the first item.
-void ListCodes(std::span<const FourCC, kMaxFourCCs> codes, NameList& list, UpperCaser upperCase);
+void ListCodes(std::span<const FourCC, kMaxFourCCs> codes, NameList& list);
 
 /// Replaces a record's codes by the items of a list, at most 16, each completed as CompleteCode
 /// does. The remaining codes become zero.
-void StoreCodes(const NameList& list, std::span<FourCC, kMaxFourCCs> codes, UpperCaser upperCase);
+void StoreCodes(const NameList& list, std::span<FourCC, kMaxFourCCs> codes);
 
 using ApplicationNames = std::span<const std::array<char, kApplicationNameBytes>, kMaxApplications>;
 

@@ -1,6 +1,7 @@
 #include <array>
 
 #include "resources/resource.h"
+#include "settings/file_name.h"
 #include "settings/module_handle.h"
 #include "ui/dialog.h"
 #include "ui/dialogs.h"
@@ -12,6 +13,9 @@ namespace {
 
 constexpr const char* kCodesFull = "Max count of FCC abbreviation is %d";
 constexpr const char* kApplicationsFull = "Max count of bad application is %d";
+
+/// What the user may type, or a dialog return, in front of a name.
+const char* EnteredFileName(const char* path) { return FileNamePart(path, "\\/:", CharNextA); }
 
 /// The editor of one settings record: what the messages of its window do. Made anew for every
 /// message from the window, which keeps the record's address.
@@ -49,7 +53,7 @@ void SettingsEditor::Show() {
   SetWindowTextA(dialog_, title.data());
   CheckDlgButton(dialog_, IDC_CHANGE_FIELDS,
                  settings_.changeFieldsOrder != 0 ? BST_CHECKED : BST_UNCHECKED);
-  ListCodes(settings_.fourCCList, codes_, UpperCase);
+  ListCodes(settings_.fourCCList, codes_);
   ClearEdit(IDC_CODE_EDIT);
   ListApplications(settings_.applicationList, applications_, UpperCase);
   ClearEdit(IDC_APP_EDIT);
@@ -58,7 +62,7 @@ void SettingsEditor::Show() {
 void SettingsEditor::Store() {
   settings_.changeFieldsOrder =
       IsDlgButtonChecked(dialog_, IDC_CHANGE_FIELDS) == BST_CHECKED ? 1 : 0;
-  StoreCodes(codes_, settings_.fourCCList, UpperCase);
+  StoreCodes(codes_, settings_.fourCCList);
   StoreNames(applications_, settings_.applicationList);
 }
 
@@ -76,7 +80,7 @@ void SettingsEditor::AddCode() {
   CodeText entered = {};
   if (HasRoom(codes_, kCodesFull) &&
       GetDlgItemTextA(dialog_, IDC_CODE_EDIT, entered.data(), static_cast<int>(entered.size()))) {
-    AddUnlessListed(codes_, CompleteCode(entered.data(), UpperCase).data());
+    AddUnlessListed(codes_, CodeTextOf(CompleteCode(entered.data())).data());
     ClearEdit(IDC_CODE_EDIT);
   }
 }
@@ -88,7 +92,7 @@ void SettingsEditor::AddApplication() {
   }
   GetDlgItemTextA(dialog_, IDC_APP_EDIT, entered.data(), static_cast<int>(entered.size()));
   UpperCase(entered.data());
-  const char* const name = FileNameOf(entered.data(), NextCharacter);
+  const char* const name = EnteredFileName(entered.data());
   // Neither nothing nor a folder is a name.
   if (*name != '\0') {
     AddUnlessListed(applications_, name);
@@ -108,7 +112,7 @@ void SettingsEditor::Browse() {
                   .path = path,
                   .fileTitle = fileTitle})) {
     UpperCase(path.data());
-    SetDlgItemTextA(dialog_, IDC_APP_EDIT, FileNameOf(path.data(), NextCharacter));
+    SetDlgItemTextA(dialog_, IDC_APP_EDIT, EnteredFileName(path.data()));
   }
 }
 

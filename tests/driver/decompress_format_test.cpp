@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <clocale>
 #include <cstring>
 
 #include "tests/driver/driver_module.h"
@@ -41,6 +43,19 @@ TEST_F(DecompressFormatTest, InputCodesAreThoseOfTheList) {
     std::memcpy(&number, code, sizeof(number));
     EXPECT_EQ(Query(CompressedHeader(720, 576, number)), ICERR_BADFORMAT) << code;
   }
+}
+
+TEST_F(DecompressFormatTest, TheHostsLocaleDoesNotChangeTheCodes) {
+  // The host and the driver may share one C runtime, with its locale.
+  const DWORD lower = MAKEFOURCC('\xe4', 'b', 'c', '1');
+  std::array<DWORD, 274> state = {};
+  ASSERT_EQ(instance_.Send(ICM_GETSTATE, state.data(), sizeof(state)), ICERR_OK);
+  state[2] = MAKEFOURCC('\xe4', 'B', 'C', '1');
+  ASSERT_EQ(instance_.Send(ICM_SETSTATE, state.data(), sizeof(state)), LRESULT{sizeof(state)});
+  EXPECT_EQ(Query(CompressedHeader(720, 576, lower)), ICERR_OK);
+  ASSERT_NE(std::setlocale(LC_ALL, "German_Germany.1252"), nullptr);
+  EXPECT_EQ(Query(CompressedHeader(720, 576, lower)), ICERR_OK);
+  std::setlocale(LC_ALL, "C");
 }
 
 TEST_F(DecompressFormatTest, SizesOfTheInput) {

@@ -1,3 +1,4 @@
+#include <cstring>
 #include <initializer_list>
 
 #include "tests/driver/driver_module.h"
@@ -45,6 +46,18 @@ INT_PTR WINAPI ActAsUser(HINSTANCE /*module*/, LPCSTR resource, HWND /*parent*/,
 /// What the editor keeps at its window.
 LONG_PTR WINAPI EditorsParameter(HWND /*dialog*/, int /*index*/) { return g_editorParameter; }
 
+/// A list box with one name in it.
+LRESULT WINAPI ListOfOneName(HWND /*list*/, UINT message, WPARAM index, LPARAM text) {
+  constexpr char kName[] = "WMPLAYER.EXE";
+  if (index != 0 || (message != LB_GETTEXTLEN && message != LB_GETTEXT)) {
+    return LB_ERR;
+  }
+  if (message == LB_GETTEXT) {
+    std::memcpy(reinterpret_cast<char*>(text), kName, sizeof(kName));
+  }
+  return sizeof(kName) - 1;
+}
+
 #ifdef _WIN64
 constexpr char kWindowValue[] = "GetWindowLongPtrA";
 #else
@@ -84,6 +97,8 @@ class DialogFailureTest : public DriverTest {
                            reinterpret_cast<void*>(&ActAsUser)};
   const ImportHook window_{driver_.Handle(), kWindowValue,
                            reinterpret_cast<void*>(&EditorsParameter)};
+  const ImportHook list_{driver_.Handle(), "SendMessageA",
+                         reinterpret_cast<void*>(&ListOfOneName)};
 };
 
 TEST_F(DialogFailureTest, ClosingTheLauncher) {

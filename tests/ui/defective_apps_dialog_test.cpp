@@ -1,5 +1,6 @@
 #include "tests/ui/dialog_test.h"
 #include "tests/ui/file_choice.h"
+#include "tests/ui/overstating_list.h"
 
 namespace qivm::test {
 namespace {
@@ -123,6 +124,17 @@ TEST_F(DefectiveAppsTest, OkSavesTheListInAlphabeticalOrder) {
   session.Close(IDOK);
   EXPECT_EQ(StoredNames(), (Names{"EDITOR.BIN", "WMPLAYER.EXE", "ZOOM.EXE"}));
   EXPECT_EQ(ReadDword(kDefectiveAppsKey, "Correct state"), 1U);
+}
+
+TEST_F(DefectiveAppsTest, OkSavesNamesWhoseLengthIsOverstated) {
+  const Names names = {"EDITOR.EXE", std::string(255, 'N')};
+  StoreNames(names);
+  driver_.Reload();
+  const Instance instance(driver_);
+  const Session session(*this, instance);
+  const OverstatingList list(session.dialog.Child(IDC_DEFECTIVE_LIST));
+  session.Close(IDOK);
+  EXPECT_EQ(StoredNames(), names);
 }
 
 TEST_F(DefectiveAppsTest, OkSavesAnEmptyList) {

@@ -11,20 +11,15 @@ namespace {
 
 using Names = std::vector<std::string>;
 
+/// A code of three characters and a NUL.
+constexpr FourCC kY16 = MakeFourCC('Y', '1', '6', '\0');
+
 void UpperCase(char* text) {
   for (; *text != '\0'; ++text) {
     if (*text >= 'a' && *text <= 'z') {
       *text = static_cast<char>(*text - 'a' + 'A');
     }
   }
-}
-
-const char* NextCharacter(const char* text) { return *text == '\0' ? text : text + 1; }
-
-/// As code page 932 has it: bytes from 0x81 to 0x9f begin a character of two bytes.
-const char* NextDoubleByteCharacter(const char* text) {
-  const auto byte = static_cast<unsigned char>(*text);
-  return NextCharacter(byte >= 0x81 && byte <= 0x9f ? NextCharacter(text) : text);
 }
 
 std::string UpperCased(std::string text) {
@@ -100,39 +95,20 @@ TEST(CodeText, EndsAtANul) {
 }
 
 TEST(CodeText, TurnsBackIntoTheCode) {
-  for (const FourCC code : {kQivm, kMmes, kY16, FourCC{0xff80fcU}, FourCC{0xffffffffU}}) {
-    EXPECT_EQ(CodeOf(CodeTextOf(code)), code);
+  for (const FourCC code : {kQivm, kMmes, MakeFourCC('M', 'P', '2', ' '), FourCC{0xffffffffU}}) {
+    EXPECT_EQ(CompleteCode(CodeTextOf(code).data()), code);
   }
 }
 
 TEST(CompleteCode, PadsAndUpperCases) {
-  EXPECT_STREQ(CompleteCode("mp2", UpperCase).data(), "MP2 ");
-  EXPECT_STREQ(CompleteCode("x", UpperCase).data(), "X   ");
-  EXPECT_STREQ(CompleteCode("", UpperCase).data(), "    ");
-  EXPECT_STREQ(CompleteCode("QivM", UpperCase).data(), "QIVM");
+  EXPECT_STREQ(CodeTextOf(CompleteCode("mp2")).data(), "MP2 ");
+  EXPECT_STREQ(CodeTextOf(CompleteCode("x")).data(), "X   ");
+  EXPECT_STREQ(CodeTextOf(CompleteCode("")).data(), "    ");
+  EXPECT_STREQ(CodeTextOf(CompleteCode("QivM")).data(), "QIVM");
 }
 
 TEST(CompleteCode, TakesFourCharacters) {
-  EXPECT_STREQ(CompleteCode("abcdefgh", UpperCase).data(), "ABCD");
-}
-
-TEST(FileNameOf, IsWhatStandsBehindTheLastSeparator) {
-  EXPECT_STREQ(FileNameOf("C:\\Apps\\Editor.exe", NextCharacter), "Editor.exe");
-  EXPECT_STREQ(FileNameOf("C:/Apps/Editor.exe", NextCharacter), "Editor.exe");
-  EXPECT_STREQ(FileNameOf("C:Editor.exe", NextCharacter), "Editor.exe");
-  EXPECT_STREQ(FileNameOf("a\\b/c:d", NextCharacter), "d");
-  EXPECT_STREQ(FileNameOf("a:b\\c/d", NextCharacter), "d");
-  EXPECT_STREQ(FileNameOf("Editor.exe", NextCharacter), "Editor.exe");
-}
-
-TEST(FileNameOf, IsEmptyBehindASeparatorAtTheEnd) {
-  EXPECT_STREQ(FileNameOf("C:\\Apps\\", NextCharacter), "");
-  EXPECT_STREQ(FileNameOf("", NextCharacter), "");
-}
-
-TEST(FileNameOf, IsNotCutInsideACharacter) {
-  // The second byte of this character is that of a backslash.
-  EXPECT_STREQ(FileNameOf("C:\\\x95\x5c.exe", NextDoubleByteCharacter), "\x95\x5c.exe");
+  EXPECT_STREQ(CodeTextOf(CompleteCode("abcdefgh")).data(), "ABCD");
 }
 
 TEST(AddUnlessListed, AddsAndSelects) {
@@ -232,28 +208,28 @@ TEST(Codes, AreListedInUpperCaseWithTheFirstSelected) {
   constexpr std::array<FourCC, kMaxFourCCs> kCodes = {kQivm, 0, MakeFourCC('m', 'm', 'e', 's'),
                                                       kY16};
   FakeList list;
-  ListCodes(kCodes, list, UpperCase);
+  ListCodes(kCodes, list);
   EXPECT_EQ(list.items, (Names{"MMES", "QIVM", "Y16"}));
   EXPECT_EQ(list.selected, 0);
 }
 
 TEST(Codes, ComeBackInTheListsOrder) {
   std::array<FourCC, kMaxFourCCs> codes;
-  codes.fill(kYuy2);
-  StoreCodes(FakeList({"QIVM", "MMES", "y16"}, 0), codes, UpperCase);
+  codes.fill(kMmes);
+  StoreCodes(FakeList({"QIVM", "MMES", "y16"}, 0), codes);
   EXPECT_EQ(codes, (std::array<FourCC, kMaxFourCCs>{kMmes, kQivm, MakeFourCC('Y', '1', '6', ' ')}));
 }
 
 TEST(Codes, BecomeZeroWhenTheListIsEmpty) {
   std::array<FourCC, kMaxFourCCs> codes;
-  codes.fill(kYuy2);
-  StoreCodes(FakeList(), codes, UpperCase);
+  codes.fill(kMmes);
+  StoreCodes(FakeList(), codes);
   EXPECT_EQ(codes, (std::array<FourCC, kMaxFourCCs>{}));
 }
 
 TEST(Codes, FillTheRecordAtMost) {
   std::array<FourCC, kMaxFourCCs> codes = {};
-  StoreCodes(FakeList(NumberedNames(kMaxListItems + 1), 0), codes, UpperCase);
+  StoreCodes(FakeList(NumberedNames(kMaxListItems + 1), 0), codes);
   EXPECT_EQ(codes.front(), MakeFourCC('N', '0', '0', ' '));
   EXPECT_EQ(codes.back(), MakeFourCC('N', '1', '5', ' '));
 }

@@ -1,5 +1,6 @@
 #include <array>
 
+#include "tests/ui/overstating_list.h"
 #include "tests/ui/settings_editor_fixture.h"
 
 namespace qivm::test {
@@ -21,7 +22,7 @@ TEST_F(SettingsEditorTest, IsModal) {
 
 TEST_F(SettingsEditorTest, ShowsTheInstancesSettings) {
   CodecSettings settings = {.changeFieldsOrder = 7};
-  settings.fourCCList = {MakeFourCC('x', 'y', 'z', '1'), 0, kY16, kQivm};
+  settings.fourCCList = {MakeFourCC('x', 'y', 'z', '1'), 0, MakeFourCC('Y', '1', '6', '\0'), kQivm};
   settings.applicationList = {{{"player.exe"}, {""}, {"Editor.exe"}}};
   SetState(instance_, settings);
 
@@ -115,6 +116,40 @@ TEST_F(SettingsEditorTest, OkKeepsFullLists) {
   editor.Click(IDOK);
   call.Result();
   EXPECT_EQ(Bytes(StateOf(instance_)), Bytes(settings));
+}
+
+TEST_F(SettingsEditorTest, OkKeepsItemsWhoseLengthIsOverstated) {
+  CodecSettings settings = {};
+  settings.fourCCList = {kMmes, kQivm};
+  // Of all the characters that an entry holds.
+  settings.applicationList = {{{"EDITOR.EXE"}}};
+  settings.applicationList[1].fill('X');
+  settings.applicationList[1].back() = '\0';
+  SetState(instance_, settings);
+  ModalCall call = CallEditor(instance_);
+  const Window editor = Open(call);
+  const OverstatingList codes(editor.Child(IDC_CODE_LIST));
+  const OverstatingList applications(editor.Child(IDC_APP_LIST));
+  editor.Click(IDOK);
+  call.Result();
+  EXPECT_EQ(Bytes(StateOf(instance_)), Bytes(settings));
+}
+
+TEST_F(SettingsEditorTest, ACodeThatIsNotAsciiIsFoundAsItWasEntered) {
+  constexpr DWORD kEntered = MAKEFOURCC('\xe4', 'b', 'c', '1');
+  BITMAPINFOHEADER stream = {};
+  stream.biWidth = 64;
+  stream.biHeight = 48;
+  stream.biCompression = kEntered;
+  ASSERT_EQ(instance_.Send(ICM_DECOMPRESS_QUERY, &stream), ICERR_BADFORMAT);
+  ModalCall call = CallEditor(instance_);
+  const Window editor = Open(call);
+  AddCode(editor,
+          "\xe4"
+          "bc1");
+  editor.Click(IDOK);
+  call.Result();
+  EXPECT_EQ(instance_.Send(ICM_DECOMPRESS_QUERY, &stream), ICERR_OK);
 }
 
 TEST_F(SettingsEditorTest, NamesOfAWholeEntryEndInsideIt) {
