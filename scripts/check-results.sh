@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # How the check scripts report: one line 'ok - NAME' or 'not ok - NAME' a check on standard output,
-# what is wrong above it on standard error. Sourced; the sourcing script exits with $failures.
+# what is wrong above it on standard error. Sourced; the script ends with "exit $failures".
 
 # shellcheck disable=SC2034 # the sourcing script's exit code
 failures=0
@@ -29,10 +29,4 @@ CheckNothing() {
   local status=0
   [ -z "$2" ] || status=1
   Report "$1" $status "$2"
-}
-
-# Prints the project's C++ files, each ended by a NUL.
-FindSources() {
-  find . \( -path ./out -o -path ./.git \) -prune -o \
-    -type f \( -name '*.h' -o -name '*.cpp' -o -name '*.inc' \) -print0 | sort -z
 }

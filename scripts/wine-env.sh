@@ -1,6 +1,27 @@
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the sourcing scripts use what FindWine sets
-# Where the two wines are. Sourced by the other scripts; defines functions only.
+# Where the two wines and their prefixes are. Sourced by the other scripts; defines functions only.
+
+# WinePrefix NAME: prints the folder of a prefix that the tests and checks share; without a name, the
+# folder of them all.
+WinePrefix() {
+  local repository
+  repository=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
+  echo "${QIVM_WINE_ROOT:-$repository/out/wine}/${1-}"
+}
+
+# ImageBitness PROGRAM.exe: prints x86 or x64, by the machine field of the program's header, 4 bytes
+# behind the offset that is stored at 0x3c.
+ImageBitness() {
+  local header machine
+  read -r header < <(od -An -tu4 -j60 -N4 "$1" 2>/dev/null) &&
+    read -r machine < <(od -An -tx2 -j$((header + 4)) -N2 "$1" 2>/dev/null)
+  case ${machine-} in
+    014c) echo x86 ;;
+    8664) echo x64 ;;
+    *) return 1 ;;
+  esac
+}
 
 # The directory that holds an unpacked 32-bit wine when the package manager could not install one.
 Wine32Root() {

@@ -97,8 +97,7 @@ class DialogFailureTest : public DriverTest {
                            reinterpret_cast<void*>(&ActAsUser)};
   const ImportHook window_{driver_.Handle(), kWindowValue,
                            reinterpret_cast<void*>(&EditorsParameter)};
-  const ImportHook list_{driver_.Handle(), "SendMessageA",
-                         reinterpret_cast<void*>(&ListOfOneName)};
+  const ImportHook list_{driver_.Handle(), "SendMessageA", reinterpret_cast<void*>(&ListOfOneName)};
 };
 
 TEST_F(DialogFailureTest, ClosingTheLauncher) {
