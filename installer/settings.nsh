@@ -34,15 +34,18 @@ Function MakeSettings
   !insertmacro RecordIfNew "${CLASSES}\Software\Pellaro"
   !insertmacro RecordIfNew "${CLASSES}\Software\Pellaro\Meridel"
   !insertmacro RecordIfNew "${CLASSES}\${BOARD_SETTINGS}"
-  ${If} $restartNeeded != 1
-    ; The driver itself does it whenever it is loaded, and shows by the way that it can be.
-    System::Call 'kernel32::LoadLibraryW(w "$driverFolder32\${DRIVER}") p.r0 ?e'
-    Pop $1
-    ${If} $0 = 0
-      !insertmacro Fail "Windows cannot load the driver (error $1)."
-    ${EndIf}
-    System::Call 'kernel32::FreeLibrary(p r0)'
+  ; The driver itself does it whenever it is loaded, and shows by the way that it can be. One that waits
+  ; for a restart is loaded from where it waits.
+  StrCpy $2 "$driverFolder32\${DRIVER}"
+  ${If} ${FileExists} "$2.new"
+    StrCpy $2 "$2.new"
   ${EndIf}
+  System::Call 'kernel32::LoadLibraryW(w r2) p.r0 ?e'
+  Pop $1
+  ${If} $0 = 0
+    !insertmacro Fail "Windows cannot load the driver (error $1)."
+  ${EndIf}
+  System::Call 'kernel32::FreeLibrary(p r0)'
   ; A user who may not delete a key cannot lose it either: to start anew from the defaults the driver
   ; deletes the first of them, and would need rights higher up to make it again.
   !insertmacro LetUsers ${READ_AND_WRITE} 0 "${CODEC_SETTINGS}"

@@ -76,8 +76,7 @@ INT_PTR ShowDefectiveApps(HWND parent) {
   const INT_PTR result =
       ShowDialog(DefectiveListModule(), IDD_DEFECTIVE_APPS, parent, DefectiveAppsProcedure, 0);
   if (result == IDOK) {
-    // Saved a second time, once the dialog is gone: of two processes that edit the list, the one
-    // whose dialog closed last has the last word.
+    // The dialog has saved the list already; the same once more, as the driver has always done.
     SaveDefectiveAppList();
   }
   return result;

@@ -11,16 +11,15 @@
 //
 // usage: installer_probe load FILE          has the library loaded, as a program that uses it
 //        installer_probe lock FILE          has the file open and shares it with nobody
+//        installer_probe read FILE          has the file open and lets others read it alone
 //        installer_probe user COMMAND       runs a command without administrator rights; its exit
 //                                           code is this program's
 //        installer_probe settings           exit code 0 when the keys of the settings give all
-//        users
-//                                           the access that the driver needs to save them
+//                                           users the access that the driver needs to save them
 //        installer_probe registry KEY...    prints the keys of HKEY_LOCAL_MACHINE, as 64-bit
-//        programs
-//                                           see them on 64-bit Windows, and all that is inside
+//                                           programs see them, and all that is inside
 //
-// 'load' and 'lock' say 'ready' and end when their standard input does.
+// 'load', 'lock' and 'read' say 'ready' and end when their standard input does.
 
 namespace {
 
@@ -45,9 +44,9 @@ int Load(const char* file) {
   return 0;
 }
 
-int Lock(const char* file) {
-  HANDLE const handle =
-      CreateFileA(file, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+int Open(const char* file, DWORD sharing) {
+  HANDLE const handle = CreateFileA(file, GENERIC_READ, sharing, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     Fail(std::string("cannot open ") + file);
   }
@@ -207,7 +206,10 @@ int Run(std::span<char*> arguments) {
     return Load(arguments[2]);
   }
   if (action == "lock" && arguments.size() == 3) {
-    return Lock(arguments[2]);
+    return Open(arguments[2], 0);
+  }
+  if (action == "read" && arguments.size() == 3) {
+    return Open(arguments[2], FILE_SHARE_READ);
   }
   if (action == "user" && arguments.size() > 2) {
     return RunAsUser(arguments.subspan(2));
@@ -219,7 +221,8 @@ int Run(std::span<char*> arguments) {
     return PrintRegistry(arguments.subspan(2));
   }
   std::fputs(
-      "usage: installer_probe load FILE | lock FILE | user COMMAND | settings | registry KEY\n",
+      "usage: installer_probe load FILE | lock FILE | read FILE | user COMMAND | settings | "
+      "registry KEY\n",
       stderr);
   return 100;
 }
