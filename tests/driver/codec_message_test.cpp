@@ -60,7 +60,7 @@ TEST_F(CodecMessageTest, TheMessageNumbersAreThePublishedOnes) {
 TEST_F(CodecMessageTest, WithoutAnInstanceNoArgumentIsLookedAt) {
   // Unreadable, so that a look would fault.
   GuardedBuffer unreadable(4096);
-  unreadable.Protect(PAGE_NOACCESS);
+  unreadable.Protect(GuardedBuffer::Access::none);
   for (const UINT message : kHandledMessages) {
     for (const DWORD_PTR id : {DWORD_PTR{0}, DWORD_PTR{0xFFFFFFFF}, ~DWORD_PTR{0}}) {
       EXPECT_EQ(driver_.Send(id, message, unreadable.Data(), unreadable.Data()), ICERR_ERROR)
@@ -140,7 +140,7 @@ TEST_F(CodecMessageTest, StructuresAreReadToTheirEndsOnly) {
   const auto guarded = [](const auto& value) {
     auto buffer = std::make_unique<GuardedBuffer>(sizeof(value));
     std::memcpy(buffer->Data(), &value, sizeof(value));
-    buffer->Protect(PAGE_READONLY);
+    buffer->Protect(GuardedBuffer::Access::read);
     return buffer;
   };
   ICOPEN open = {};

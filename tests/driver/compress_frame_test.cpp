@@ -4,8 +4,8 @@
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 
@@ -28,7 +28,7 @@ TEST_P(CompressFrameTest, TheSameBytesAtAnyAddress) {
     for (const std::size_t offset : std::initializer_list<std::size_t>{0, 1, 2, 4, 8, 16, 32, 64}) {
       GuardedBuffer input(picture.size(), edge, offset);
       input.Fill(picture);
-      input.Protect(PAGE_READONLY);
+      input.Protect(GuardedBuffer::Access::read);
       CompressCall call(header, offset);
       call.request.lpInput = input.Data();
       EXPECT_EQ(call.Send(instance_), ICERR_OK);

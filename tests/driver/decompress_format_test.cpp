@@ -5,9 +5,9 @@
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
 #include "tests/driver/replaced_imports.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 

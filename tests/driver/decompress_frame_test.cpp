@@ -3,8 +3,8 @@
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 

@@ -77,7 +77,7 @@ std::vector<std::uint8_t> Compress(const Instance& instance, const BITMAPINFOHEA
                                    std::span<const std::uint8_t> picture, DWORD quality) {
   GuardedBuffer input(picture.size());
   input.Fill(picture);
-  input.Protect(PAGE_READONLY);
+  input.Protect(GuardedBuffer::Access::read);
   CompressCall call(header);
   call.request.lpInput = input.Data();
   call.request.dwQuality = quality;
@@ -90,7 +90,7 @@ std::vector<std::uint8_t> Compress(const Instance& instance, const BITMAPINFOHEA
 std::vector<std::uint8_t> Decompress(const Instance& instance, const BITMAPINFOHEADER& header,
                                      std::span<const std::uint8_t> frame) {
   DecompressCall call(header, frame);
-  call.input.Protect(PAGE_READONLY);
+  call.input.Protect(GuardedBuffer::Access::read);
   EXPECT_EQ(call.Send(instance), ICERR_OK);
   EXPECT_TRUE(call.output.GapsIntact());
   return {call.output.Data(), call.output.Data() + call.output.Size()};

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "tests/driver/driver_module.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 

@@ -6,9 +6,9 @@
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
 #include "tests/driver/replaced_imports.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 
@@ -57,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(Processors, FrameFaultTest, ::testing::Values(1, 2),
 
 TEST_P(FrameFaultTest, InputThatCannotBeRead) {
   GuardedBuffer input(picture_.size());
-  input.Protect(PAGE_NOACCESS);
+  input.Protect(GuardedBuffer::Access::none);
   CompressCall call(header_);
   call.request.lpInput = input.Data();
   ExpectCompressFault(call);
@@ -85,7 +85,7 @@ TEST_P(FrameFaultTest, OutputThatCannotBeWritten) {
   input.Fill(picture_);
   CompressCall call(header_);
   call.request.lpInput = input.Data();
-  call.output.Protect(PAGE_READONLY);
+  call.output.Protect(GuardedBuffer::Access::read);
   ExpectCompressFault(call);
 }
 
@@ -93,7 +93,7 @@ TEST_P(FrameFaultTest, CompressWithBadPointers) {
   GuardedBuffer input(picture_.size());
   input.Fill(picture_);
   GuardedBuffer unreadable(4096);
-  unreadable.Protect(PAGE_NOACCESS);
+  unreadable.Protect(GuardedBuffer::Access::none);
   auto* const bad = unreadable.Data();
   const auto make = [&] {
     auto call = std::make_unique<CompressCall>(header_);
@@ -134,7 +134,7 @@ TEST_P(FrameFaultTest, AFrameInAnotherFormatThanTheBegunOne) {
 
 TEST_P(FrameFaultTest, DecompressWithBadPointers) {
   GuardedBuffer unreadable(4096);
-  unreadable.Protect(PAGE_NOACCESS);
+  unreadable.Protect(GuardedBuffer::Access::none);
   for (void* const pointer : {static_cast<void*>(nullptr), static_cast<void*>(unreadable.Data())}) {
     DecompressCall input(header_, frame_);
     input.request.lpInput = pointer;
@@ -197,7 +197,7 @@ TEST_P(FrameFaultTest, ChangedFieldsToo) {
   frame_ = Compress(instance_, header_, picture_);
   decoded_ = Decompress(instance_, header_, frame_);
   GuardedBuffer unreadable(picture_.size());
-  unreadable.Protect(PAGE_NOACCESS);
+  unreadable.Protect(GuardedBuffer::Access::none);
   CompressCall compress(header_);
   compress.request.lpInput = unreadable.Data();
   const ICCOMPRESS compressRequest = compress.request;

@@ -6,9 +6,9 @@
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
 #include "tests/driver/replaced_imports.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 
@@ -139,7 +139,7 @@ TEST_F(HostStateTest, IsKeptByAFault) {
     // processors on the one thread or the other.
     GuardedBuffer half(BitmapBytes(kHeader));
     for (std::uint8_t* const blocked : {half.Data(), half.Data() + half.Size() / 2}) {
-      half.Protect(PAGE_READWRITE);
+      half.Protect(GuardedBuffer::Access::readWrite);
       DWORD before = 0;
       ASSERT_NE(VirtualProtect(blocked, half.Size() / 2, PAGE_NOACCESS, &before), FALSE);
       CompressCall compress(kHeader);

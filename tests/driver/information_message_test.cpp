@@ -5,9 +5,9 @@
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/import_hook.h"
 #include "tests/driver/registry_tree.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 
@@ -124,7 +124,7 @@ TEST_F(InformationMessageTest, SetStateTakesItsStateWhole) {
   state[0] = kQivmCode;
   GuardedBuffer buffer(kStateBytes);
   std::memcpy(buffer.Data(), state.data(), kStateBytes);
-  buffer.Protect(PAGE_READONLY);
+  buffer.Protect(GuardedBuffer::Access::read);
   // The size is not looked at, but returned.
   EXPECT_EQ(instance.Send(ICM_SETSTATE, buffer.Data(), 7), 7);
   EXPECT_EQ(StateOf(instance), state);

@@ -8,8 +8,8 @@
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/driver_registration.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 
@@ -107,7 +107,7 @@ std::vector<std::uint8_t> RoundTrip(HIC compressor, HIC decompressor, BITMAPINFO
   EXPECT_EQ(ICDecompressBegin(decompressor, stream, &bitmap), ICERR_OK);
   GuardedBuffer frame(stream->biSizeImage);
   frame.Fill(output.Bytes().first(stream->biSizeImage));
-  frame.Protect(PAGE_READONLY);
+  frame.Protect(GuardedBuffer::Access::read);
   GuardedBuffer picture(BitmapBytes(bitmap));
   EXPECT_EQ(ICDecompress(decompressor, 0, stream, frame.Data(), &bitmap, picture.Data()),
             DWORD{ICERR_OK});
@@ -128,7 +128,7 @@ TEST_P(ManagerRoundTripTest, PictureIsKept) {
   const auto picture = MakePicture(bitmap);
   GuardedBuffer input(picture.size());
   input.Fill(picture);
-  input.Protect(PAGE_READONLY);
+  input.Protect(GuardedBuffer::Access::read);
   const OpenCodec compressor(ICMODE_COMPRESS);
   const OpenCodec decompressor(ICMODE_DECOMPRESS);
   const auto first = RoundTrip(compressor.Get(), decompressor.Get(), bitmap, input);

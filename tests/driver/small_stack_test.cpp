@@ -7,9 +7,9 @@
 
 #include "tests/driver/driver_module.h"
 #include "tests/driver/frame_calls.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/driver/pictures.h"
 #include "tests/driver/replaced_imports.h"
+#include "tests/support/guarded_buffer.h"
 #ifndef _WIN64
 #include "tests/driver/call_at_stack_offset.h"
 #endif
@@ -123,7 +123,7 @@ TEST_P(SmallStackTest, EveryCallOfAStream) {
       const auto decoded = Decompress(reference, header, frame);
 
       GuardedBuffer wall(picture.size());
-      wall.Protect(PAGE_NOACCESS);
+      wall.Protect(GuardedBuffer::Access::none);
       CompressCall compress(header);
       compress.request.lpInput = picture.data();
       DecompressCall decompress(header, frame);

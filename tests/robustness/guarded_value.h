@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tests/driver/guarded_buffer.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qivm::test {
 
@@ -24,7 +24,7 @@ class GuardedValue {
   }
   /// Whether nothing around it was written.
   bool GapsIntact() const { return buffer_.GapsIntact(); }
-  void MakeReadOnly() { buffer_.Protect(PAGE_READONLY); }
+  void MakeReadOnly() { buffer_.Protect(GuardedBuffer::Access::read); }
 
  private:
   GuardedBuffer buffer_;

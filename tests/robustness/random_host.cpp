@@ -72,7 +72,7 @@ RandomHost::RandomHost(const DriverModule& driver, const ReferenceFrames& refere
       seed_(seed),
       random_(seed * AccessWatch::kLanes + lane),
       wall_(kWallBytes) {
-  wall_.Protect(PAGE_NOACCESS);
+  wall_.Protect(GuardedBuffer::Access::none);
 }
 
 void RandomHost::Run(int messages) {

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "tests/driver/driver_module.h"
-#include "tests/driver/guarded_buffer.h"
 #include "tests/robustness/access_watch.h"
 #include "tests/robustness/instance_model.h"
 #include "tests/robustness/reference_frames.h"
+#include "tests/support/guarded_buffer.h"
 #include "tests/support/random.h"
 
 namespace qivm::test {

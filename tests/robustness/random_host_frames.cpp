@@ -27,7 +27,7 @@ struct CompressArguments {
         output(static_cast<std::size_t>(format.biWidth) *
                static_cast<std::size_t>(format.biHeight) * 3) {
     input.Fill(picture);
-    input.Protect(PAGE_READONLY);
+    input.Protect(GuardedBuffer::Access::read);
     inputHeader.MakeReadOnly();
     fields.dwFlags = random.Next();
     fields.lpbiOutput = outputHeader.Get();
@@ -70,7 +70,7 @@ struct DecompressArguments {
         input(frame.size()),
         output(outputBytes) {
     input.Fill(frame);
-    input.Protect(PAGE_READONLY);
+    input.Protect(GuardedBuffer::Access::read);
     inputHeader.MakeReadOnly();
     output.Fill(std::uint8_t{0});
     fields.dwFlags = random.Next();
@@ -383,7 +383,7 @@ void RandomHost::DecompressDamaged(OpenInstance& instance) {
   Expect(Send(instance.id, ICM_DECOMPRESS, passed, sizeof(ICDECOMPRESS)), ICERR_OK);
   ++counts_.damaged;
   // A page that was blocked must not be read to look.
-  arguments.output.Protect(PAGE_READWRITE);
+  arguments.output.Protect(GuardedBuffer::Access::readWrite);
   Check(arguments.GapsIntact(), "a write beside a bitmap");
 }
 

@@ -17,6 +17,8 @@ namespace qivm::test {
 
 namespace {
 
+constexpr std::uint8_t kGapByte = 0xA5;
+
 #if defined(_WIN32)
 
 std::size_t PageSize() {
@@ -65,23 +67,26 @@ bool Change(std::uint8_t* memory, std::size_t size, GuardedBuffer::Access access
 
 }  // namespace
 
-GuardedBuffer::GuardedBuffer(std::size_t size) : size_(size) {
+GuardedBuffer::GuardedBuffer(std::size_t size, Edge edge, std::size_t offset) : size_(size) {
   const std::size_t page = PageSize();
-  dataPages_ = std::max<std::size_t>(1, (size + page - 1) / page) * page;
-  pages_ = Map(MappedBytes());
-  if (pages_ == nullptr) {
+  dataPages_ = std::max<std::size_t>(1, (size + offset + page - 1) / page) * page;
+  mapped_ = Map(MappedBytes());
+  if (mapped_ == nullptr) {
     std::abort();
   }
-  data_ = pages_ + page + dataPages_ - size;
+  pages_ = mapped_ + page;
   Protect(Access::readWrite);
+  data_ = edge == Edge::first ? pages_ + offset : pages_ + dataPages_ - size - offset;
+  std::fill(pages_, data_, kGapByte);
+  std::fill(data_ + size_, pages_ + dataPages_, kGapByte);
 }
 
 GuardedBuffer::GuardedBuffer(std::span<const std::uint8_t> content)
     : GuardedBuffer(content.size()) {
-  std::copy(content.begin(), content.end(), data_);
+  Fill(content);
 }
 
-GuardedBuffer::~GuardedBuffer() { Unmap(pages_, MappedBytes()); }
+GuardedBuffer::~GuardedBuffer() { Unmap(mapped_, MappedBytes()); }
 
 std::size_t GuardedBuffer::MappedBytes() const {
   // A page before the data; behind it as many as there is data, and one: code that takes the buffer
@@ -89,10 +94,25 @@ std::size_t GuardedBuffer::MappedBytes() const {
   return 2 * dataPages_ + 2 * PageSize();
 }
 
-void GuardedBuffer::Protect(Access access) {
-  if (!Change(pages_ + PageSize(), dataPages_, access)) {
+void GuardedBuffer::Fill(std::span<const std::uint8_t> bytes) {
+  if (bytes.size() > size_) {
     std::abort();
   }
+  std::copy(bytes.begin(), bytes.end(), data_);
+}
+
+void GuardedBuffer::Fill(std::uint8_t value) { std::fill(data_, data_ + size_, value); }
+
+void GuardedBuffer::Protect(Access access) {
+  if (!Change(pages_, dataPages_, access)) {
+    std::abort();
+  }
+}
+
+bool GuardedBuffer::GapsIntact() const {
+  const auto isGap = [](std::uint8_t byte) { return byte == kGapByte; };
+  return std::all_of(pages_, data_, isGap) &&
+         std::all_of(data_ + size_, pages_ + dataPages_, isGap);
 }
 
 }  // namespace qivm::test
