@@ -1,14 +1,12 @@
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the sourcing scripts use what FindWine sets
-# Where the two wines and their prefixes are. Sourced by the other scripts; defines functions only.
+# Where the two wines and their prefixes are. Sourced by the other scripts.
 
-# WinePrefix NAME: prints the folder of a prefix that the tests and checks share; without a name, the
-# folder of them all.
-WinePrefix() {
-  local repository
-  repository=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
-  echo "${QIVM_WINE_ROOT:-$repository/out/wine}/${1-}"
-}
+# Where the prefixes are that tests and checks share.
+wineRoot=${QIVM_WINE_ROOT:-$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")/out/wine}
+
+# WinePrefix NAME: prints the folder of one of them.
+WinePrefix() { echo "$wineRoot/$1"; }
 
 # ImageBitness PROGRAM.exe: prints x86 or x64, by the machine field of the program's header, 4 bytes
 # behind the offset that is stored at 0x3c.
