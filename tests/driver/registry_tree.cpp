@@ -152,12 +152,24 @@ void DeleteValue(const char* path, const std::string& name) {
 }
 
 namespace {
+
+constexpr char kMakersKey[] = "Software";
 constexpr char kCodecMakersKey[] = "Software\\Norvane";
 constexpr char kBoardMakersKey[] = "Software\\Pellaro";
+
+void DeleteEmptyKey(const char* path) {
+  const std::optional<RegistryTree> tree = ReadTree(path);
+  if (tree && tree->values.empty() && tree->keys.empty()) {
+    EXPECT_EQ(RegDeleteKeyA(HKEY_CLASSES_ROOT, path), ERROR_SUCCESS) << path;
+  }
+}
+
 }  // namespace
 
 PreservedSettings::PreservedSettings()
-    : codec_(ReadTree(kCodecMakersKey)), board_(ReadTree(kBoardMakersKey)) {
+    : hadMakers_(KeyExists(kMakersKey)),
+      codec_(ReadTree(kCodecMakersKey)),
+      board_(ReadTree(kBoardMakersKey)) {
   DeleteTree(kCodecMakersKey);
   DeleteTree(kBoardMakersKey);
 }
@@ -165,6 +177,9 @@ PreservedSettings::PreservedSettings()
 PreservedSettings::~PreservedSettings() {
   RestoreTree(kCodecMakersKey, codec_);
   RestoreTree(kBoardMakersKey, board_);
+  if (!hadMakers_) {
+    DeleteEmptyKey(kMakersKey);
+  }
 }
 
 }  // namespace qivm::test

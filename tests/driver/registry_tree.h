@@ -50,7 +50,8 @@ constexpr char kBoardKey[] = "Software\\Pellaro\\Meridel\\Codec";
 constexpr char kDefectiveAppsKey[] =
     "Software\\Norvane\\Common codec's settings\\YUV defective application";
 
-/// Takes the codec's settings out of the registry and puts them back at the end of its scope.
+/// Takes the codec's settings out of the registry and puts them back at the end of its scope. Where
+/// there were none, not even the key is left that a first setting makes above both makers' keys.
 class PreservedSettings {
  public:
   PreservedSettings();
@@ -59,6 +60,7 @@ class PreservedSettings {
   PreservedSettings& operator=(const PreservedSettings&) = delete;
 
  private:
+  bool hadMakers_;
   std::optional<RegistryTree> codec_;
   std::optional<RegistryTree> board_;
 };

@@ -11,6 +11,7 @@ cd /d "%~dp0"
 set /p bits=<bits.txt
 set view=/reg:%bits%
 set drivers="HKLM\Software\Microsoft\Windows NT\CurrentVersion\Drivers32"
+set makers="HKCR\Software"
 set settings="HKCR\Software\Norvane" "HKCR\Software\Pellaro"
 
 reg add %drivers% /v qivm-tests /d rights /f %view% >nul 2>nul
@@ -28,6 +29,8 @@ set GTEST_OUTPUT=xml:report\
 ver >report\summary.txt
 echo %PROCESSOR_IDENTIFIER%, %NUMBER_OF_PROCESSORS% processors >>report\summary.txt
 call :Save before
+call :HasMakers
+set hadmakers=%hasmakers%
 
 set failed=0
 if "%~1"=="" (
@@ -40,6 +43,8 @@ rem The tests put back what they changed; one that was ended in the middle could
 call :Save after
 set changed=0
 for %%n in (1 2 3) do call :Compare %%n
+call :HasMakers
+if not %hadmakers%==%hasmakers% set changed=1
 if %changed%==1 call :Restore
 echo %failed% programs failed >>report\summary.txt
 type report\summary.txt
@@ -55,6 +60,13 @@ if errorlevel 1 (
 ) else (
   echo passed %1 >>report\summary.txt
 )
+exit /b 0
+
+rem HasMakers: notes in hasmakers whether there is the key above the settings.
+:HasMakers
+set hasmakers=yes
+reg query %makers% %view% >nul 2>nul
+if errorlevel 1 set hasmakers=no
 exit /b 0
 
 rem Save NAME: exports what the tests change.
@@ -80,7 +92,12 @@ exit /b 0
 
 :Restore
 echo registry: put back what a test had left >>report\summary.txt
-for %%v in (QIVM MMES STOR) do reg delete %drivers% /v vidc.%%v /f %view% >nul 2>nul
+for %%v in (QIVM MMES STOR TEST) do reg delete %drivers% /v vidc.%%v /f %view% >nul 2>nul
 for %%k in (%settings%) do reg delete %%k /f %view% >nul 2>nul
 for %%n in (1 2 3) do if exist report\registry\before-%%n.reg reg import report\registry\before-%%n.reg %view% >nul 2>nul
+if %hadmakers%==yes exit /b 0
+rem The key above goes as well, unless something else is in it by now.
+reg query %makers% %view% >report\registry\makers.txt 2>nul
+find "HKEY_" report\registry\makers.txt >nul
+if errorlevel 1 reg delete %makers% /f %view% >nul 2>nul
 exit /b 0
