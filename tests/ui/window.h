@@ -9,7 +9,7 @@
 namespace qivm::test {
 
 /// How long a test waits for something to happen before it fails. Nothing takes a fraction of it.
-constexpr DWORD kMostWaitMilliseconds = 20000;
+constexpr DWORD kMostWaitMilliseconds = 60000;
 
 /// Waits until `condition` holds; throws when it does not within kMostWaitMilliseconds. `what`
 /// names the condition in the failure.
