@@ -86,8 +86,9 @@ for %%f in (report\registry\before-%1.reg) do if exist %%f set before=%%~zf
 for %%f in (report\registry\after-%1.reg) do if exist %%f set after=%%~zf
 if not %before%==%after% set changed=1
 if %before%==none exit /b 0
+rem 1: they differ; 2: it could not compare them, as wine's cannot.
 fc /b report\registry\before-%1.reg report\registry\after-%1.reg >nul 2>nul
-if errorlevel 1 set changed=1
+if errorlevel 1 if not errorlevel 2 set changed=1
 exit /b 0
 
 :Restore
