@@ -10,13 +10,26 @@ namespace qivm::bench {
 
 namespace {
 
+KernelTier TierNamed(const std::string& name) {
+  if (name == "plain") {
+    return KernelTier::plain;
+  }
+  if (name == "sse2") {
+    return KernelTier::sse2;
+  }
+  if (name == "avx2") {
+    return KernelTier::avx2;
+  }
+  throw std::runtime_error("unknown tier " + name);
+}
+
 class CoreCodec final : public FrameCodec {
  public:
   explicit CoreCodec(const FrameTask& task) : bitmap_(task.BitmapHeader()), quality_(task.quality) {
     Processor processor = Processor::Current();
     processor.count = task.threads;
-    if (task.cpuClass >= 0) {
-      processor.cpuClass = static_cast<CpuClass>(task.cpuClass);
+    if (!task.tier.empty()) {
+      processor.tier = TierNamed(task.tier);
     }
     coded_.biWidth = task.width;
     coded_.biHeight = task.height;
@@ -32,14 +45,15 @@ class CoreCodec final : public FrameCodec {
 
   void Decode(std::span<const std::uint8_t> frame, std::span<std::uint8_t> bitmap) override {
     coded_.biSizeImage = static_cast<std::uint32_t>(frame.size());
-    if (!decompressor_.DecodeFrame({&coded_, frame.data(), &bitmap_, bitmap.data()})) {
-      throw std::runtime_error("a fault ended a frame");
+    if (decompressor_.DecodeFrame({&coded_, frame.data(), &bitmap_, bitmap.data()}) !=
+        FrameOutcome::done) {
+      throw std::runtime_error("a frame cannot be decoded");
     }
   }
 
   std::size_t Encode(std::span<const std::uint8_t> bitmap, std::span<std::uint8_t> frame) override {
-    if (!compressor_.EncodeFrame(
-            {&coded_, frame.data(), &bitmap_, bitmap.data(), nullptr, quality_})) {
+    if (compressor_.EncodeFrame({&coded_, frame.data(), &bitmap_, bitmap.data(), nullptr,
+                                 quality_}) != FrameOutcome::done) {
       throw std::runtime_error("a frame cannot be coded");
     }
     return coded_.biSizeImage;

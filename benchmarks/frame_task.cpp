@@ -69,8 +69,8 @@ void ParseOption(const std::string& option, const std::string& value, FrameTask&
     task.seconds = ParseNumber(option, value);
   } else if (option == "--threads") {
     task.threads = static_cast<unsigned>(ParseNumber(option, value));
-  } else if (option == "--class") {
-    task.cpuClass = static_cast<int>(ParseNumber(option, value));
+  } else if (option == "--tier") {
+    task.tier = value;
   } else if (option == "--driver") {
     task.driver = value;
   } else if (option == "--output") {

@@ -23,7 +23,7 @@ struct FrameTask {
   std::string output;            ///< file for what comes of the input; empty for none
   double seconds = 1;            ///< for how long to repeat the input, at least
   unsigned threads = 1;          ///< for codecs that can be told
-  int cpuClass = -1;             ///< CpuClass code for codecs that can be told; -1: the machine's
+  std::string tier;              ///< of kernels, for codecs that can be told; empty: the machine's
   std::string driver;            ///< the driver's file, for the codec that is one
 
   std::size_t Pixels() const {

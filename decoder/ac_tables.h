@@ -51,7 +51,7 @@ constexpr auto kAcShortTable = MakeAcTable<0, 9, 0, 4>();
 constexpr auto kAcLongTable = MakeAcTable<6, 11, 6, 16>();
 
 /// The run/level code or escape that the top of a word begins with; its first 5 bits are zero.
-inline AcEntry LookUpLongAc(std::uint32_t bits) {
+constexpr AcEntry LookUpLongAc(std::uint32_t bits) {
   if (bits >> 26 == mpeg2::kEscape.bits) [[likely]] {
     const auto advance = static_cast<std::uint8_t>(((bits >> 20) & 0x3F) + 1);
     const auto level = static_cast<std::int16_t>(static_cast<std::int32_t>(bits << 12) >> 20);
@@ -61,7 +61,7 @@ inline AcEntry LookUpLongAc(std::uint32_t bits) {
 }
 
 /// The run/level code, escape or end of block that the top of a word begins with.
-inline AcEntry LookUpAc(std::uint32_t bits) {
+constexpr AcEntry LookUpAc(std::uint32_t bits) {
   return bits >> 27 != 0 ? kAcShortTable[bits >> 23] : LookUpLongAc(bits);
 }
 

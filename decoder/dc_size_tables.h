@@ -14,7 +14,7 @@ struct DcSizeEntry {
   std::uint8_t length = 0;
 };
 
-/// Bits that index a DC size table: the longest code of either table.
+/// Bits that index a DC size table: the longest code of either table of the standard.
 constexpr unsigned kDcSizeIndexBits = 10;
 using DcSizeTable = std::array<DcSizeEntry, 1U << kDcSizeIndexBits>;
 
@@ -35,7 +35,7 @@ constexpr DcSizeTable kDcSizeLumaTable = MakeDcSizeTable(mpeg2::kDcSizeLuma);
 constexpr DcSizeTable kDcSizeChromaTable = MakeDcSizeTable(mpeg2::kDcSizeChroma);
 
 /// The table for a block of a macroblock, luminance first.
-constexpr const DcSizeTable& DcSizeTableOf(int block) {
+constexpr const DcSizeTable& DcSizeTableOf(std::size_t block) {
   return block < 4 ? kDcSizeLumaTable : kDcSizeChromaTable;
 }
 
@@ -46,7 +46,7 @@ struct DcDifferential {
 };
 
 /// The DC differential that the top of a word begins with (7.2.1).
-inline DcDifferential LookUpDc(std::uint32_t bits, const DcSizeTable& sizes) {
+constexpr DcDifferential LookUpDc(std::uint32_t bits, const DcSizeTable& sizes) {
   const DcSizeEntry entry = sizes[bits >> (32 - kDcSizeIndexBits)];
   // In two steps, so that no size needs a branch.
   const int value = static_cast<int>((bits << entry.length) >> 1 >> (31U - entry.size));

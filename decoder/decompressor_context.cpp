@@ -1,192 +1,118 @@
 #include "decoder/decompressor_context.h"
 
-#include "decoder/picture_reconstruction.h"
-#include "decoder/scan_steps.h"
-#include "kernels/client_bitmap.h"
-#include "kernels/fast_copy.h"
+#include <algorithm>
 
 namespace qivm {
 
-namespace {
-
-/// More than any stream's pictures can take in the widest format. Without a bound a 64-bit system
-/// looks for room for an absurd size a long time before it refuses.
-constexpr std::size_t kLargestFrameBytes = 0x7FFFFFFF;
-
-}  // namespace
-
-bool DecompressorContext::ThreadState::Create(CpuClass cpuClass) {
-  record.reset(new MacroblockRecord);
-  decoder.reset(new PictureDecoder(cpuClass));
-  if (record == nullptr || decoder == nullptr) {
-    return false;
-  }
-  record->intraMatrixLuma = kDecoderMatrix;
-  record->intraMatrixChroma = kDecoderMatrix;
-  return true;
-}
-
-void DecompressorContext::ThreadState::Release() {
-  record.reset();
-  decoder.reset();
-}
-
 bool DecompressorContext::Begin(const BitmapInfoHeader& outputFormat, const Processor& processor) {
   End();
-  BitmapInfoHeader largest = outputFormat;
-  largest.biBitCount = 32;
-  ClientBitmap bitmap;
-  if (!bitmap.SetFormat(largest) || bitmap.Bytes() > kLargestFrameBytes ||
-      !frameBuffer_.Allocate(bitmap.Bytes()) || !main_.Create(processor.cpuClass)) {
-    return false;
-  }
-  kernels_.reset(new DecoderTransformTable);
-  if (kernels_ == nullptr || !kernels_->Setup(processor)) {
-    return false;
-  }
+  kernels_ = KernelsFor(processor.tier);
   if (outputFormat.biCompression == kBiRgb) {
-    converter_.reset(new RgbOutputConverter(processor));
+    converter_.reset(new RgbOutputConverter(kernels_));
   } else {
-    converter_.reset(new PackedYuvOutputConverter(processor));
+    converter_.reset(new PackedYuvOutputConverter(kernels_));
   }
   if (converter_ == nullptr || !converter_->Init(outputFormat, nullptr)) {
     return false;
   }
-  StartWorker(processor);
-  return true;
-}
-
-void DecompressorContext::StartWorker(const Processor& processor) {
-  constexpr WorkerThread::Job kDecodeLowerRows = [](void* self) {
-    auto& context = *static_cast<DecompressorContext*>(self);
-    context.DecodeThreadRows(context.lower_);
-  };
-  if (processor.count <= 1 || !lower_.Create(processor.cpuClass) ||
-      !worker_.Start(kDecodeLowerRows, this)) {
-    lower_.Release();
+  outputFormat_ = outputFormat;
+  const unsigned threads =
+      std::min(processor.ThreadsFor(outputFormat.biWidth / 16, outputFormat.biHeight / 16),
+               RowCrew::kMaxSeats);
+  unsigned seats = 0;
+  for (; seats < threads; ++seats) {
+    decoders_[seats].reset(new RowDecoder(kernels_));
+    if (decoders_[seats] == nullptr) {
+      break;
+    }
   }
+  crew_.Start(seats);
+  return seats > 0;
 }
 
 void DecompressorContext::End() {
-  worker_.Stop();
-  frameBuffer_.Release();
-  main_.Release();
-  lower_.Release();
-  kernels_.reset();
+  crew_.Stop();
+  for (std::unique_ptr<RowDecoder>& decoder : decoders_) {
+    decoder.reset();
+  }
   converter_.reset();
 }
 
-bool DecompressorContext::DecodeFrame(const DecompressFrame& frame) {
-  return DecodeInto(frame, frame.output) != Outcome::faulted;
+FrameOutcome DecompressorContext::DecodeFrame(const DecompressFrame& frame) {
+  return Decode(frame, LineOrder::plain);
 }
 
-bool DecompressorContext::DecodeFrameShifted(const DecompressFrame& frame) {
-  if (frame.outputFormat == nullptr) {
-    return false;
-  }
-  ClientBitmap bitmap;
-  if (!bitmap.SetFormat(*frame.outputFormat) || bitmap.Bytes() > frameBuffer_.Bytes().size()) {
-    return true;
-  }
-  const std::uint8_t* const decoded = frameBuffer_.Bytes().data();
-  const Outcome outcome = DecodeInto(frame, frameBuffer_.Bytes().data());
-  if (outcome != Outcome::completed) {
-    return outcome != Outcome::faulted;
-  }
-  auto* const client = static_cast<std::uint8_t*>(frame.output);
-  const std::size_t line = bitmap.RowBytes();
-  const std::size_t lastLine = bitmap.Bytes() - line;
-  if (frame.outputFormat->biCompression == kBiRgb) {
-    FastCopy(client, decoded + line, lastLine);
-    FastCopy(client + lastLine, decoded, line);
-  } else {
-    FastCopy(client + line, decoded, lastLine);
-    FastCopy(client, decoded + lastLine, line);
-  }
-  return true;
+FrameOutcome DecompressorContext::DecodeFrameShifted(const DecompressFrame& frame) {
+  return Decode(frame, LineOrder::shifted);
 }
 
-DecompressorContext::Outcome DecompressorContext::DecodeInto(const DecompressFrame& frame,
-                                                             void* pixels) {
-  main_.rowsCompleted = false;
+FrameOutcome DecompressorContext::Decode(const DecompressFrame& frame, LineOrder order) {
+  // The host's headers may be as unreadable as its buffers.
+  bool accepted = false;
   bool prepared = false;
-  bool split = false;
   auto prepare = [&] {
-    prepared = Prepare(frame, pixels);
-    split = prepared && SplitRows();
+    accepted = Accepts(frame);
+    prepared = accepted && Prepare(frame, order);
   };
   if (!platform::RunGuarded(prepare)) {
-    return Outcome::faulted;
+    return FrameOutcome::faulted;
   }
   if (!prepared) {
-    return Outcome::ended;
+    return accepted ? FrameOutcome::done : FrameOutcome::refused;
   }
-
-  // The worker is waited for whatever becomes of the calling thread's rows, so that it never works
-  // on a frame that the host believes finished.
-  if (split) {
-    worker_.Begin();
-  }
-  auto decodeRows = [this] { DecodeThreadRows(main_); };
-  const bool mainSound = platform::RunGuarded(decodeRows);
-  const bool lowerSound = !split || worker_.Wait();
-  if (!mainSound || !lowerSound) {
-    return Outcome::faulted;
-  }
-  FinishFrame(*frame.outputFormat);
-  return main_.rowsCompleted && (!split || lower_.rowsCompleted) ? Outcome::completed
-                                                                 : Outcome::ended;
+  constexpr RowCrew::Work kDecodeRows = [](void* self, unsigned seat) {
+    auto& context = *static_cast<DecompressorContext*>(self);
+    context.decoders_[seat]->DecodeRows(context.frame_, *context.converter_, context.crew_);
+  };
+  auto finish = [&] { FinishFrame(*frame.outputFormat); };
+  const bool sound = crew_.Run(DecodedRows(), kDecodeRows, this) && platform::RunGuarded(finish);
+  return sound ? FrameOutcome::done : FrameOutcome::faulted;
 }
 
-bool DecompressorContext::Prepare(const DecompressFrame& frame, void* pixels) {
+/// Whether the frame is one of what was begun. An empty one is whatever it comes with.
+bool DecompressorContext::Accepts(const DecompressFrame& frame) const {
   if (frame.inputFormat == nullptr) {
-    platform::RaiseFault();
+    return false;
   }
+  return frame.inputFormat->biSizeImage == 0 ||
+         (frame.input != nullptr && frame.output != nullptr && frame.outputFormat != nullptr &&
+          SamePixels(*frame.outputFormat, outputFormat_));
+}
+
+/// Reads what stands before the rows. False when there is nothing to decode.
+bool DecompressorContext::Prepare(const DecompressFrame& frame, LineOrder order) {
   const std::size_t size = frame.inputFormat->biSizeImage;
   if (size == 0) {
     return false;
   }
-  if (frame.input == nullptr || frame.outputFormat == nullptr || frame.output == nullptr) {
-    platform::RaiseFault();
-  }
-  MacroblockRecord& record = *main_.record;
-  main_.decoder->Attach({static_cast<const std::uint8_t*>(frame.input), size});
-  if (!main_.decoder->ParsePictureHeaders(record) ||
-      !converter_->Init(*frame.outputFormat, &record.parameters)) {
+  frame_.bytes = {static_cast<const std::uint8_t*>(frame.input), size};
+  if (!headers_.ParsePictureHeaders(frame_.bytes) ||
+      !converter_->Init(outputFormat_, &headers_.Parameters())) {
     return false;
   }
-  converter_->SetBuffer(pixels);
-  record.mbPerRow = record.parameters.MbPerRow();
-  record.rowCounter = 0;
-  record.rowEnd = record.parameters.MbRows();
+  frame_.parameters = headers_.Parameters();
+  const int rows = frame_.parameters.MbRows();
+  frame_.bytes =
+      frame_.index.Find(frame_.bytes, headers_.EndOfHeaders(), rows, kernels_.findStartCode);
+  frame_.lanes =
+      std::clamp<std::size_t>(static_cast<unsigned>(rows) / crew_.Seats(), 1, SliceLanes::kLanes);
+  if (frame_.parameters.intraVlcFormat != 1 && frame_.index.Found() > 0 && rows > 0) {
+    RejectTableZero();
+  }
+  const bool shown = order == LineOrder::plain || frame_.index.Found() >= rows;
+  converter_->SetBuffer(shown ? frame.output : nullptr, order);
   return true;
 }
 
-bool DecompressorContext::SplitRows() {
-  if (!worker_.Running()) {
-    return false;
-  }
-  MacroblockRecord& upper = *main_.record;
-  const int rows = upper.rowEnd;
-  // By bytes, not by rows: that balances the work when rows differ in size.
-  const int splitRow = lower_.decoder->ParseSliceHeaderAt(*main_.decoder);
-  if (splitRow < 1 || splitRow >= rows) {
-    return false;
-  }
-  MacroblockRecord& lower = *lower_.record;
-  lower.blockCount = upper.blockCount;
-  lower.intraMatrixLuma = upper.intraMatrixLuma;
-  lower.intraMatrixChroma = upper.intraMatrixChroma;
-  lower.mbPerRow = upper.mbPerRow;
-  lower.rowCounter = splitRow;
-  lower.rowEnd = rows;
-  lower_.rowsCompleted = false;
-  upper.rowEnd = splitRow;
-  return true;
+/// Table B-14 is not offered. The frame must not go on with wrong coefficients: the fault leaves it
+/// through the guard around it.
+void DecompressorContext::RejectTableZero() {
+  platform::DebugText("USING TABLE ZERO\n");
+  platform::RaiseFault();
 }
 
-void DecompressorContext::DecodeThreadRows(ThreadState& state) const {
-  state.rowsCompleted = DecodeRows(*state.decoder, *state.record, *kernels_, *converter_);
+int DecompressorContext::DecodedRows() const {
+  return std::min(frame_.parameters.MbRows(), SliceIndex::kMaxRows);
 }
 
 void DecompressorContext::FinishFrame(BitmapInfoHeader& outputFormat) {

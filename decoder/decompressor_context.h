@@ -1,17 +1,17 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
-#include <span>
 
-#include "decoder/picture_decoder.h"
+#include "decoder/header_parser.h"
+#include "decoder/row_decoder.h"
 #include "kernels/client_format.h"
 #include "kernels/output_converter.h"
 #include "kernels/processor.h"
-#include "kernels/transform_tables.h"
-#include "mpeg2/macroblock_record.h"
+#include "mpeg2/frame_outcome.h"
 #include "platform/heap_object.h"
-#include "platform/worker_thread.h"
+#include "platform/row_crew.h"
 
 namespace qivm {
 
@@ -25,7 +25,8 @@ struct DecompressFrame {
 };
 
 /// All that decompressing a stream needs from begin to end. Calls come from one thread at a time;
-/// inside a frame a worker decodes the lower part when the machine has a second processor.
+/// inside a frame a crew of threads shares the rows. What a frame yields does not depend on how
+/// many they are.
 class DecompressorContext : public HeapObject {
  public:
   DecompressorContext() = default;
@@ -33,50 +34,40 @@ class DecompressorContext : public HeapObject {
   DecompressorContext(const DecompressorContext&) = delete;
   DecompressorContext& operator=(const DecompressorContext&) = delete;
 
-  /// Allocates all that the frames need; false when that fails or the format's size is zero or
-  /// below. Without a worker thread, for lack of processors or of resources, the calling thread
-  /// decodes alone.
+  /// Allocates all that the frames need; false when that fails, or for a format that is none of
+  /// ClientFormat or of no size. Threads that cannot be made are done without.
   bool Begin(const BitmapInfoHeader& outputFormat, const Processor& processor);
 
-  /// Decodes one frame into its bitmap. A frame that ends early or that the output format refuses
-  /// leaves the rest of the bitmap as it was. False when a fault ended the frame. Allocates
-  /// nothing; when it returns, nothing of the codec touches the host's buffers.
-  bool DecodeFrame(const DecompressFrame& frame);
+  /// Decodes one frame into its bitmap. What the frame has no slice for, and the bitmap of a frame
+  /// whose headers end early, stays as it was. Allocates nothing; when it returns, nothing of the
+  /// codec touches the host's buffers.
+  FrameOutcome DecodeFrame(const DecompressFrame& frame);
 
   /// As DecodeFrame with the picture moved down by one line, the last line on top: this exchanges
-  /// the two fields. A frame that is not decoded to its end leaves the whole bitmap as it was.
-  bool DecodeFrameShifted(const DecompressFrame& frame);
+  /// the two fields. A frame with fewer slices than rows leaves the whole bitmap as it was.
+  FrameOutcome DecodeFrameShifted(const DecompressFrame& frame);
 
-  /// Stops the worker and releases everything; Begin may follow.
+  /// Stops the helper threads and releases everything; Begin may follow.
   void End();
 
-  bool HasWorker() const { return worker_.Running(); }
+  /// Threads that work on a frame, the calling one among them.
+  unsigned Threads() const { return crew_.Seats(); }
 
  private:
-  enum class Outcome { completed, ended, faulted };
-
-  struct ThreadState {
-    std::unique_ptr<MacroblockRecord> record;
-    std::unique_ptr<PictureDecoder> decoder;
-    bool rowsCompleted = false;
-
-    bool Create(CpuClass cpuClass);
-    void Release();
-  };
-
-  void StartWorker(const Processor& processor);
-  Outcome DecodeInto(const DecompressFrame& frame, void* pixels);
-  bool Prepare(const DecompressFrame& frame, void* pixels);
-  bool SplitRows();
-  void DecodeThreadRows(ThreadState& state) const;
+  bool Accepts(const DecompressFrame& frame) const;
+  FrameOutcome Decode(const DecompressFrame& frame, LineOrder order);
+  bool Prepare(const DecompressFrame& frame, LineOrder order);
+  int DecodedRows() const;
+  static void RejectTableZero();
   static void FinishFrame(BitmapInfoHeader& outputFormat);
 
-  HeapBuffer frameBuffer_;  // what DecodeFrameShifted decodes into
-  ThreadState main_;
-  ThreadState lower_;  // the worker's
-  std::unique_ptr<DecoderTransformTable> kernels_;
+  BitmapInfoHeader outputFormat_;
+  KernelSet kernels_;
+  HeaderParser headers_;
   std::unique_ptr<OutputConverter> converter_;
-  WorkerThread worker_;
+  std::array<std::unique_ptr<RowDecoder>, RowCrew::kMaxSeats> decoders_;
+  RowCrew crew_;
+  FrameRows frame_;
 };
 
 }  // namespace qivm

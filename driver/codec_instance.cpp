@@ -22,9 +22,23 @@ static_assert(sizeof(ICINFO) == 568);
 static_assert(CompressorContext::kKeyFrame == AVIIF_KEYFRAME);
 static_assert(kDefaultQualityRequest == static_cast<DWORD>(ICQUALITY_DEFAULT));
 
-/// Whatever a frame used of the registers that MMX and the x87 share, the host's floating-point
-/// code finds them free.
+/// Hosts rely on finding the x87 unit free for floating-point code after a frame, whatever MMX
+/// code, their own or a filter's, has run on the thread before.
 void ClearMmxState() { __asm__ volatile("emms"); }
+
+/// What the debugger is told of a frame that was not coded.
+const char* TextOf(FrameOutcome outcome) {
+  switch (outcome) {
+    case FrameOutcome::refused:
+      return ": frame refused, not of the format begun\n";
+    case FrameOutcome::doesNotFit:
+      return ": frame does not fit its output at the coarsest quantiser\n";
+    case FrameOutcome::faulted:
+    case FrameOutcome::done:
+      break;
+  }
+  return ": exception while compressing\n";
+}
 
 /// Loads a string resource into a wide field; the field is all zero when there is none.
 void LoadWideField(UINT id, std::span<WCHAR> field) {
@@ -143,18 +157,18 @@ LRESULT CodecInstance::Compress(const ICCOMPRESS* request, LPARAM size) {
     return ICERR_ERROR;
   }
   // The guard here is for what the host passes; the context has its own around each thread's work.
-  bool sound = false;
-  auto compress = [&] { sound = CompressFrameOf(*request); };
-  if (platform::RunGuarded(compress) && sound) {
+  auto outcome = FrameOutcome::faulted;
+  auto compress = [&] { outcome = CompressFrameOf(*request); };
+  if (platform::RunGuarded(compress) && outcome == FrameOutcome::done) {
     ClearMmxState();
   } else {
     platform::DebugText("MPEG2Codec (Compress)");
-    platform::DebugText(": exception while compressing\n");
+    platform::DebugText(TextOf(outcome));
   }
   return ICERR_OK;
 }
 
-bool CodecInstance::CompressFrameOf(const ICCOMPRESS& request) {
+FrameOutcome CodecInstance::CompressFrameOf(const ICCOMPRESS& request) {
   const CompressFrame frame = {
       .outputFormat = CoreHeader(request.lpbiOutput),
       .output = request.lpOutput,
@@ -200,15 +214,15 @@ LRESULT CodecInstance::Decompress(const ICDECOMPRESS* request, LPARAM size) {
   if (decompressor_ == nullptr) {
     return ICERR_ERROR;
   }
-  bool sound = false;
-  auto decompress = [&] { sound = DecompressFrameOf(*request); };
-  if (platform::RunGuarded(decompress) && sound) {
+  auto outcome = FrameOutcome::faulted;
+  auto decompress = [&] { outcome = DecompressFrameOf(*request); };
+  if (platform::RunGuarded(decompress) && outcome == FrameOutcome::done) {
     ClearMmxState();
   }
   return ICERR_OK;
 }
 
-bool CodecInstance::DecompressFrameOf(const ICDECOMPRESS& request) {
+FrameOutcome CodecInstance::DecompressFrameOf(const ICDECOMPRESS& request) {
   const DecompressFrame frame = {
       .inputFormat = CoreHeader(request.lpbiInput),
       .input = request.lpInput,

@@ -50,8 +50,8 @@ class CodecInstance : public HeapObject {
 
  private:
   void LetLibraryGoWithoutContexts();
-  bool CompressFrameOf(const ICCOMPRESS& request);
-  bool DecompressFrameOf(const ICDECOMPRESS& request);
+  FrameOutcome CompressFrameOf(const ICCOMPRESS& request);
+  FrameOutcome DecompressFrameOf(const ICDECOMPRESS& request);
 
   CodecSettings settings_;
   std::uint32_t quality_ = kInitialQuality;

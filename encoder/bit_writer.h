@@ -4,25 +4,16 @@
 #include <cstdint>
 #include <span>
 
-#include "encoder/bit_sink.h"
-
 namespace qivm {
 
-/// Writes the fields of a compressed frame, most significant bit first, in big-endian 32-bit words.
-/// Start codes begin on word boundaries. Nothing is ever written outside the output: what does not
-/// fit is dropped and Overflowed() tells so.
+/// Writes the headers of a compressed frame, most significant bit first, in big-endian 32-bit
+/// words. Start codes begin on word boundaries. The output must hold what is written.
 class BitWriter {
  public:
-  /// Starts a stream at the first byte of `output`, which must outlive it.
-  void Reset(std::span<std::uint8_t> output);
+  explicit BitWriter(std::span<std::uint8_t> output) : output_(output) {}
 
-  /// Flushes one word if fewer than `bits` bits are free (at most 33).
-  void MakeRoom(unsigned bits) {
-    if (free_ < bits) {
-      FlushWord();
-    }
-  }
-  /// Appends the low `bits` bits of `value`, whose other bits are zero. There must be room.
+  /// Appends the low `bits` bits of `value`, whose other bits are zero. Between two whole words at
+  /// most 64 bits may be pending.
   void Put(std::uint32_t value, unsigned bits) {
     free_ -= bits;
     accumulator_ |= static_cast<std::uint64_t>(value) << free_;
@@ -34,29 +25,19 @@ class BitWriter {
   /// Appends bytes as they are. No bits may be pending and the count must be a multiple of 4.
   void PutBytes(std::span<const std::uint8_t> bytes);
   void WriteSequenceEnd();
+  /// Pads the pending bits to a whole word.
+  void Finish();
 
-  /// Appends a stream that another writer has made: pads both to whole words, this one with zero
-  /// bytes to a multiple of 16 bytes, and copies.
-  void Join(BitWriter& other);
-
-  /// Lends the writer's place and pending bits to a loop that has HasRoomForSink for the bytes it
-  /// writes. EndSink takes them back; nothing else is written in between.
-  bool HasRoomForSink(std::size_t bytes) const;
-  BitSink BeginSink();
-  void EndSink(const BitSink& sink);
-
+  /// Whole words alone.
   std::size_t BytesWritten() const { return position_; }
-  bool Overflowed() const { return overflowed_; }
 
  private:
-  void FlushAll();
   void StoreWord(std::uint32_t word);
 
   std::span<std::uint8_t> output_;
   std::size_t position_ = 0;
   unsigned free_ = 64;             // bits of the accumulator that are still empty
   std::uint64_t accumulator_ = 0;  // pending bits at the top, the oldest at bit 63
-  bool overflowed_ = false;
 };
 
 }  // namespace qivm

@@ -1,196 +1,181 @@
 #include "encoder/compressor_context.h"
 
-#include <cstring>
+#include <algorithm>
 
-#include "encoder/picture_encoding.h"
+#include "encoder/stream_format.h"
+#include "kernels/fast_copy.h"
 
 namespace qivm {
 
-bool CompressorContext::ThreadState::Create(const BitmapInfoHeader& format,
-                                            const Processor& processor) {
-  record.reset(new MacroblockRecord);
-  encoder.reset(new BlockEncoder(processor));
-  return record != nullptr && encoder != nullptr && encoder->Init(format.biWidth, format.biHeight);
-}
+namespace {
 
-void CompressorContext::ThreadState::Release() {
-  record.reset();
-  encoder.reset();
-}
+/// Where the lower part of a frame in two parts begins.
+constexpr std::size_t kPartAlignment = 16;
 
-void CompressorContext::ThreadState::SetRows(int first, int end) const {
-  record->parameters = encoder->Parameters();
-  record->mbPerRow = record->parameters.MbPerRow();
-  record->rowCounter = first;
-  record->rowEnd = end;
-}
+bool SizeOk(int side) { return side > 0 && side % 16 == 0 && side <= stream_format::kMaxSize; }
+
+}  // namespace
 
 bool CompressorContext::Begin(const BitmapInfoHeader& outputFormat,
                               const BitmapInfoHeader& inputFormat, const Processor& processor) {
   End();
-  if (!main_.Create(outputFormat, processor)) {
-    return false;
-  }
-  kernels_.reset(new EncoderTransformTable);
-  if (kernels_ == nullptr || !kernels_->Setup(processor)) {
-    return false;
-  }
-  if (inputFormat.biCompression == kBiRgb) {
-    converter_.reset(new RgbInputConverter(processor));
-  } else {
-    converter_.reset(new PackedYuvInputConverter(processor));
-  }
-  if (converter_ == nullptr || !converter_->Init(inputFormat) ||
+  if (!SizeOk(outputFormat.biWidth) || !SizeOk(outputFormat.biHeight) ||
       inputFormat.biWidth != outputFormat.biWidth ||
-      inputFormat.biHeight != outputFormat.biHeight ||
-      !scratchInput_.Allocate(converter_->Bitmap().Bytes())) {
+      inputFormat.biHeight != outputFormat.biHeight) {
     return false;
+  }
+  const KernelSet kernels = KernelsFor(processor.tier);
+  if (inputFormat.biCompression == kBiRgb) {
+    converter_.reset(new RgbInputConverter(kernels));
+  } else {
+    converter_.reset(new PackedYuvInputConverter(kernels));
   }
   inputFormat_ = inputFormat;
-  StartWorker(outputFormat, processor);
-  return true;
-}
-
-void CompressorContext::StartWorker(const BitmapInfoHeader& outputFormat,
-                                    const Processor& processor) {
-  constexpr WorkerThread::Job kEncodeLowerRows = [](void* self) {
-    auto& context = *static_cast<CompressorContext*>(self);
-    context.EncodeThreadRows(context.lower_);
-    context.lower_.encoder->Writer().WriteSequenceEnd();
-  };
-  // Room for the worst that the lower half can be, so that the worker is never short of it.
-  const auto columns = static_cast<std::size_t>(outputFormat.biWidth / 16);
-  const auto rows = static_cast<std::size_t>(outputFormat.biHeight / 16);
-  const std::size_t rowBytes =
-      columns * BlockEncoder::kMaxMacroblockBytes + BlockEncoder::kMaxSliceHeaderBytes;
-  constexpr std::size_t kEndBytes = 8;
-  if (processor.count <= 1 || !lower_.Create(outputFormat, processor) ||
-      !workerOutput_.Allocate(rows / 2 * rowBytes + kEndBytes) ||
-      !worker_.Start(kEncodeLowerRows, this)) {
-    lower_.Release();
-    workerOutput_.Release();
+  columns_ = outputFormat.biWidth / 16;
+  rows_ = outputFormat.biHeight / 16;
+  // Whether threads could be made or not: a machine's frames are always the same.
+  twoParts_ = processor.count > 1;
+  slotBytes_ = RowEncoder::LargestSlice(static_cast<std::size_t>(columns_));
+  if (converter_ == nullptr || !converter_->Init(inputFormat) ||
+      !slots_.Allocate(slotBytes_ * static_cast<std::size_t>(rows_))) {
+    return false;
   }
+  BitWriter writer(headers_);
+  WriteFrameHeaders(writer, outputFormat.biWidth, outputFormat.biHeight);
+  BitWriter(endCode_).WriteSequenceEnd();
+
+  const unsigned threads = std::min(processor.ThreadsFor(columns_, rows_), RowCrew::kMaxSeats);
+  unsigned seats = 0;
+  for (; seats < threads; ++seats) {
+    encoders_[seats].reset(new RowEncoder(kernels));
+    if (encoders_[seats] == nullptr) {
+      break;
+    }
+  }
+  crew_.Start(seats);
+  return seats > 0;
 }
 
 void CompressorContext::End() {
-  worker_.Stop();
-  scratchInput_.Release();
-  workerOutput_.Release();
-  main_.Release();
-  lower_.Release();
-  kernels_.reset();
+  crew_.Stop();
+  for (std::unique_ptr<RowEncoder>& encoder : encoders_) {
+    encoder.reset();
+  }
+  slots_.Release();
   converter_.reset();
 }
 
-bool CompressorContext::EncodeFrame(const CompressFrame& frame) {
-  auto check = [&] { CheckFrame(frame); };
-  return platform::RunGuarded(check) && Encode(frame, frame.input);
+FrameOutcome CompressorContext::EncodeFrame(const CompressFrame& frame) {
+  return Encode(frame, LineOrder::plain);
 }
 
-bool CompressorContext::EncodeFrameShifted(const CompressFrame& frame) {
-  auto copy = [&] {
-    CheckFrame(frame);
-    CopyShifted(frame.input);
-  };
-  return platform::RunGuarded(copy) && Encode(frame, scratchInput_.Bytes().data());
+FrameOutcome CompressorContext::EncodeFrameShifted(const CompressFrame& frame) {
+  return Encode(frame, LineOrder::shifted);
 }
 
-void CompressorContext::CheckFrame(const CompressFrame& frame) const {
-  if (frame.inputFormat == nullptr || frame.input == nullptr || frame.outputFormat == nullptr ||
-      frame.output == nullptr) {
-    platform::RaiseFault();
+/// A frame in another format than the begun one would be read beyond its end.
+bool CompressorContext::Accepts(const CompressFrame& frame) const {
+  return frame.inputFormat != nullptr && frame.input != nullptr && frame.outputFormat != nullptr &&
+         frame.output != nullptr && SamePixels(*frame.inputFormat, inputFormat_);
+}
+
+FrameOutcome CompressorContext::Encode(const CompressFrame& frame, LineOrder order) {
+  // The host's headers may be as unreadable as its buffers.
+  bool accepted = false;
+  auto accept = [&] { accepted = Accepts(frame); };
+  if (!platform::RunGuarded(accept)) {
+    return FrameOutcome::faulted;
   }
-  // A frame in another format than the begun one would be read beyond its end.
-  const BitmapInfoHeader& input = *frame.inputFormat;
-  if (input.biWidth != inputFormat_.biWidth || input.biHeight != inputFormat_.biHeight ||
-      input.biBitCount != inputFormat_.biBitCount ||
-      input.biCompression != inputFormat_.biCompression) {
-    platform::RaiseFault();
+  if (!accepted) {
+    return FrameOutcome::refused;
   }
-}
-
-void CompressorContext::CopyShifted(const void* input) {
-  const std::size_t bytes = converter_->Bitmap().Bytes();
-  const std::size_t line = converter_->Bitmap().RowBytes();
-  const auto* const source = static_cast<const std::uint8_t*>(input);
-  std::uint8_t* const scratch = scratchInput_.Bytes().data();
-  if (inputFormat_.biCompression == kBiRgb) {
-    std::memcpy(scratch, source + bytes - line, line);
-    std::memcpy(scratch + line, source, bytes - line);
-  } else {
-    std::memcpy(scratch, source + line, bytes - line);
-    std::memcpy(scratch + bytes - line, source, line);
-  }
-}
-
-bool CompressorContext::Encode(const CompressFrame& frame, const void* pixels) {
+  converter_->SetBuffer(frame.input, order);
   const std::uint32_t quality = frame.quality == kDefaultQualityRequest ? quality_ : frame.quality;
-  const PictureParameters& parameters = main_.encoder->Parameters();
-  const std::span<std::uint8_t> output(
-      static_cast<std::uint8_t*>(frame.output),
-      static_cast<std::size_t>(parameters.width) * parameters.height * 3);
+  std::uint8_t code = QuantiserCodeOfQuality(quality);
+  const auto room = static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_) * 256 * 3;
+  for (;; ++code) {
+    if (!EncodeRows(code)) {
+      return FrameOutcome::faulted;
+    }
+    if (FrameBytes() <= room) {
+      break;
+    }
+    if (code == kCoarsestQuantiserCode) {
+      return FrameOutcome::doesNotFit;
+    }
+  }
+  auto finish = [&] { FinishFrame(frame, FrameBytes()); };
+  return Join(static_cast<std::uint8_t*>(frame.output)) && platform::RunGuarded(finish)
+             ? FrameOutcome::done
+             : FrameOutcome::faulted;
+}
 
-  std::uint8_t quantiserCode = QuantiserCodeOfQuality(quality);
-  Outcome outcome = EncodeAt(quantiserCode, pixels, output);
-  while (outcome == Outcome::outputFull && quantiserCode < kCoarsestQuantiserCode) {
-    outcome = EncodeAt(++quantiserCode, pixels, output);
+/// Codes all rows into their slots. False when a fault ended one.
+bool CompressorContext::EncodeRows(std::uint8_t quantiserScaleCode) {
+  if (quantiser_.scaleCode != quantiserScaleCode) {
+    quantiser_ = FrameQuantiser(quantiserScaleCode);
   }
-  if (outcome != Outcome::completed) {
-    return false;
+  constexpr RowCrew::Work kEncodeRows = [](void* self, unsigned seat) {
+    static_cast<CompressorContext*>(self)->EncodeRowsAt(seat);
+  };
+  return crew_.Run(rows_, kEncodeRows, this);
+}
+
+void CompressorContext::EncodeRowsAt(unsigned seat) {
+  for (int row = crew_.ClaimRow(); row != RowCrew::kNoRow; row = crew_.ClaimRow()) {
+    sliceBytes_[static_cast<std::size_t>(row)] =
+        encoders_[seat]->EncodeRow(*converter_, row, columns_, quantiser_, Slot(row));
   }
+}
+
+/// Calls visit(slice) for each row's slice and for the zero bytes between the parts, in the order
+/// of the stream.
+template <typename Visit>
+void CompressorContext::ForEachPiece(Visit visit) const {
+  static constexpr std::array<std::uint8_t, kPartAlignment> kZeros = {};
+  const int firstOfLowerPart = twoParts_ ? (rows_ + 1) / 2 : rows_ + 1;
+  std::size_t position = headers_.size();
+  visit(std::span<const std::uint8_t>(headers_));
+  for (int row = 0; row <= rows_; ++row) {
+    if (row == firstOfLowerPart) {
+      const std::size_t gap = -position % kPartAlignment;
+      visit(std::span(kZeros).first(gap));
+      position += gap;
+    }
+    if (row < rows_) {
+      const auto slice = Slot(row).first(sliceBytes_[static_cast<std::size_t>(row)]);
+      visit(std::span<const std::uint8_t>(slice));
+      position += slice.size();
+    }
+  }
+  visit(std::span<const std::uint8_t>(endCode_));
+}
+
+std::size_t CompressorContext::FrameBytes() const {
+  std::size_t bytes = 0;
+  ForEachPiece([&bytes](std::span<const std::uint8_t> piece) { bytes += piece.size(); });
+  return bytes;
+}
+
+/// Writes the frame into the host's output. False when a fault ended that.
+bool CompressorContext::Join(std::uint8_t* output) const {
+  bool sound = true;
+  ForEachPiece([&](std::span<const std::uint8_t> piece) {
+    sound = sound && FastCopy(output, piece.data(), piece.size());
+    output += piece.size();
+  });
+  return sound;
+}
+
+void CompressorContext::FinishFrame(const CompressFrame& frame, std::size_t size) {
   BitmapInfoHeader& header = *frame.outputFormat;
-  header.biSizeImage = static_cast<std::uint32_t>(main_.encoder->Writer().BytesWritten());
+  header.biSizeImage = static_cast<std::uint32_t>(size);
   header.biPlanes = 1;
   header.biClrUsed = 0;
   header.biClrImportant = 0;
   if (frame.flags != nullptr) {
     *frame.flags |= kKeyFrame;
   }
-  return true;
-}
-
-CompressorContext::Outcome CompressorContext::EncodeAt(std::uint8_t quantiserCode,
-                                                       const void* pixels,
-                                                       std::span<std::uint8_t> output) {
-  converter_->SetBuffer(pixels);
-  BitWriter& writer = main_.encoder->Writer();
-  const int rows = main_.encoder->Parameters().MbRows();
-  const bool split = worker_.Running();
-  const int splitRow = split ? (rows + 1) / 2 : rows;
-
-  main_.encoder->StartFrame(output, quantiserCode);
-  main_.SetRows(0, splitRow);
-  if (split) {
-    lower_.encoder->StartFrame(workerOutput_.Bytes(), quantiserCode);
-    lower_.SetRows(splitRow, rows);
-    worker_.Begin();
-  }
-  auto encodeUpper = [this] {
-    main_.encoder->WriteHeaders();
-    EncodeThreadRows(main_);
-  };
-  // The worker is waited for whatever becomes of the calling thread's rows, so that it never reads
-  // a frame that the host believes finished.
-  const bool mainSound = platform::RunGuarded(encodeUpper);
-  const bool lowerSound = !split || worker_.Wait();
-  if (!mainSound || !lowerSound) {
-    return Outcome::faulted;
-  }
-  auto finish = [&] {
-    if (split) {
-      writer.Join(lower_.encoder->Writer());
-    } else {
-      writer.WriteSequenceEnd();
-    }
-  };
-  if (!platform::RunGuarded(finish)) {
-    return Outcome::faulted;
-  }
-  return writer.Overflowed() ? Outcome::outputFull : Outcome::completed;
-}
-
-void CompressorContext::EncodeThreadRows(ThreadState& state) const {
-  EncodeRows(*state.encoder, *state.record, *kernels_, *converter_);
 }
 
 }  // namespace qivm

@@ -1,19 +1,21 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 
-#include "encoder/block_encoder.h"
+#include "encoder/header_writer.h"
 #include "encoder/quality.h"
+#include "encoder/row_encoder.h"
+#include "encoder/stream_format.h"
 #include "kernels/client_format.h"
 #include "kernels/input_converter.h"
 #include "kernels/processor.h"
-#include "kernels/transform_tables.h"
-#include "mpeg2/macroblock_record.h"
+#include "mpeg2/frame_outcome.h"
 #include "platform/heap_object.h"
-#include "platform/worker_thread.h"
+#include "platform/row_crew.h"
 
 namespace qivm {
 
@@ -29,7 +31,9 @@ struct CompressFrame {
 };
 
 /// All that compressing a stream needs from begin to end. Calls come from one thread at a time;
-/// inside a frame a worker codes the lower half when the machine has a second processor.
+/// inside a frame a crew of threads shares the rows. The bytes of a frame do not depend on how many
+/// they are: what a machine with several processors writes differs from what one with a single
+/// processor does by the zero bytes before the middle slice alone.
 class CompressorContext : public HeapObject {
  public:
   static constexpr std::uint32_t kKeyFrame = 0x10;  // AVIIF_KEYFRAME of the Windows headers
@@ -41,56 +45,60 @@ class CompressorContext : public HeapObject {
 
   /// Allocates all that the frames need; false when that fails, when a side of the output format
   /// is not a positive multiple of 16 up to 2048, or when the input format is not one of the
-  /// codec's. Without a worker thread the calling thread codes alone.
+  /// codec's. Threads that cannot be made are done without.
   bool Begin(const BitmapInfoHeader& outputFormat, const BitmapInfoHeader& inputFormat,
              const Processor& processor);
 
   /// The quality of frames that ask for kDefaultQualityRequest, 0 to 10000.
   void SetQuality(std::uint32_t quality) { quality_ = quality; }
 
-  /// Codes one frame and fills in its size and the key-frame flag. A frame that would outgrow its
-  /// output is coded with the next coarser quantiser until it fits. False when a fault ended the
-  /// frame; its size and flags are then not written. Allocates nothing; when it returns, nothing
-  /// of the codec touches the host's buffers.
-  bool EncodeFrame(const CompressFrame& frame);
+  /// Codes one frame and fills in its size and the key-frame flag, unless it is refused, a fault
+  /// ends it, or it does not fit its output. A frame that would outgrow its output is coded with
+  /// the next coarser quantiser until it fits. Allocates nothing; when it returns, nothing of the
+  /// codec touches the host's buffers.
+  FrameOutcome EncodeFrame(const CompressFrame& frame);
 
   /// As EncodeFrame with the picture moved up by one line, the first line at the bottom: this
   /// exchanges the two fields.
-  bool EncodeFrameShifted(const CompressFrame& frame);
+  FrameOutcome EncodeFrameShifted(const CompressFrame& frame);
 
-  /// Stops the worker and releases everything; Begin may follow.
+  /// Stops the helper threads and releases everything; Begin may follow.
   void End();
 
-  bool HasWorker() const { return worker_.Running(); }
+  /// Threads that work on a frame, the calling one among them.
+  unsigned Threads() const { return crew_.Seats(); }
 
  private:
-  enum class Outcome { completed, outputFull, faulted };
+  bool Accepts(const CompressFrame& frame) const;
+  FrameOutcome Encode(const CompressFrame& frame, LineOrder order);
+  bool EncodeRows(std::uint8_t quantiserScaleCode);
+  void EncodeRowsAt(unsigned seat);
+  template <typename Visit>
+  void ForEachPiece(Visit visit) const;
+  std::size_t FrameBytes() const;
+  bool Join(std::uint8_t* output) const;
+  static void FinishFrame(const CompressFrame& frame, std::size_t size);
 
-  struct ThreadState {
-    std::unique_ptr<MacroblockRecord> record;
-    std::unique_ptr<BlockEncoder> encoder;
+  std::span<std::uint8_t> Slot(int row) const {
+    return slots_.Bytes().subspan(static_cast<std::size_t>(row) * slotBytes_, slotBytes_);
+  }
 
-    bool Create(const BitmapInfoHeader& format, const Processor& processor);
-    void Release();
-    void SetRows(int first, int end) const;
-  };
-
-  void StartWorker(const BitmapInfoHeader& outputFormat, const Processor& processor);
-  bool Encode(const CompressFrame& frame, const void* pixels);
-  Outcome EncodeAt(std::uint8_t quantiserCode, const void* pixels, std::span<std::uint8_t> output);
-  void EncodeThreadRows(ThreadState& state) const;
-  void CheckFrame(const CompressFrame& frame) const;
-  void CopyShifted(const void* input);
-
-  HeapBuffer scratchInput_;  // what EncodeFrameShifted codes from
-  HeapBuffer workerOutput_;  // the worker's half of the stream, joined to the host's output
-  ThreadState main_;
-  ThreadState lower_;  // the worker's
-  std::unique_ptr<EncoderTransformTable> kernels_;
-  std::unique_ptr<InputConverter> converter_;
-  WorkerThread worker_;
   BitmapInfoHeader inputFormat_;
+  int columns_ = 0;
+  int rows_ = 0;
+  bool twoParts_ = false;
   std::uint32_t quality_ = kInitialQuality;
+
+  std::array<std::uint8_t, kFrameHeaderBytes> headers_ = {};
+  std::array<std::uint8_t, 4> endCode_ = {};
+  std::unique_ptr<InputConverter> converter_;
+  std::array<std::unique_ptr<RowEncoder>, RowCrew::kMaxSeats> encoders_;
+  RowCrew crew_;
+
+  HeapBuffer slots_;  // a slice's worth for every row
+  std::size_t slotBytes_ = 0;
+  std::array<std::size_t, stream_format::kMaxSize / 16> sliceBytes_ = {};
+  FrameQuantiser quantiser_{QuantiserCodeOfQuality(kInitialQuality)};  // of the frame at hand
 };
 
 }  // namespace qivm

@@ -1,5 +1,6 @@
 #include "kernels/client_bitmap.h"
 
+#include <cstring>
 #include <limits>
 
 namespace qivm {
@@ -25,12 +26,48 @@ bool ClientBitmap::SetFormat(const BitmapInfoHeader& format) {
   return true;
 }
 
-void ClientBitmap::SetBuffer(void* pixels) {
+void ClientBitmap::SetBuffer(void* pixels, LineOrder order) {
   base_ = nullptr;
+  shift_ = order == LineOrder::shifted ? 1 : 0;
   if (height_ > 0 && pixels != nullptr) {
     auto* first = static_cast<std::uint8_t*>(pixels);
     base_ = bottomUp_ ? first + rowBytes_ * static_cast<std::size_t>(height_ - 1) : first;
   }
+}
+
+template <typename Copy>
+void ClientBitmap::ForEachLine(int column, int row, Copy copy) const {
+  const auto bytes = static_cast<std::size_t>(kMacroblockSize * bytesPerPixel_);
+  const std::ptrdiff_t x = std::ptrdiff_t{column} * kMacroblockSize * bytesPerPixel_;
+  for (std::ptrdiff_t line = 0; line < kMacroblockSize; ++line) {
+    const std::ptrdiff_t y = (std::ptrdiff_t{row} * kMacroblockSize + line + shift_) % height_;
+    copy(base_ + y * RowStep() + x, static_cast<std::size_t>(line * Tile::kRowBytes), bytes);
+  }
+}
+
+void ClientBitmap::Prefetch(int row, int firstColumn, int columns) const {
+  constexpr std::ptrdiff_t kCacheLine = 64;
+  const std::ptrdiff_t bytes = std::ptrdiff_t{columns} * kMacroblockSize * bytesPerPixel_;
+  const std::uint8_t* line = MacroblockAddress(firstColumn, row);
+  for (int y = 0; y < kMacroblockSize; ++y) {
+    for (std::ptrdiff_t x = 0; x < bytes; x += kCacheLine) {
+      __builtin_prefetch(line + x);
+    }
+    line += RowStep();
+  }
+}
+
+void ClientBitmap::LoadTile(int column, int row, Tile& tile) const {
+  ForEachLine(column, row,
+              [&tile](const std::uint8_t* pixels, std::size_t offset, std::size_t bytes) {
+                std::memcpy(tile.bytes.data() + offset, pixels, bytes);
+              });
+}
+
+void ClientBitmap::StoreTile(int column, int row, const Tile& tile) const {
+  ForEachLine(column, row, [&tile](std::uint8_t* pixels, std::size_t offset, std::size_t bytes) {
+    std::memcpy(pixels, tile.bytes.data() + offset, bytes);
+  });
 }
 
 }  // namespace qivm

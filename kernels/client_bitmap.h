@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -7,23 +8,30 @@
 
 namespace qivm {
 
+/// Whether a picture's lines are moved down by one in the client's bitmap, the last line on top:
+/// this exchanges the roles of the two fields of an interlaced picture.
+enum class LineOrder : std::uint8_t { plain, shifted };
+
 /// Where the pixels of a client's bitmap are. RGB bitmaps are bottom-up (the picture's top row is
 /// the last in memory), the packed YUV ones top-down; rows follow each other without padding.
 class ClientBitmap {
  public:
   static constexpr int kMacroblockSize = 16;
 
+  /// The pixels of one macroblock, line after line.
+  struct Tile {
+    static constexpr std::ptrdiff_t kRowBytes = 64;  // in the widest format
+    alignas(64) std::array<std::uint8_t, kMacroblockSize * kRowBytes> bytes;
+  };
+
   /// Takes the bitmap's size from its header. False for a size of zero or below, or one whose
   /// bytes cannot be addressed; the bitmap is then empty.
   bool SetFormat(const BitmapInfoHeader& format);
   /// Forgets size and buffer; no macroblock lies inside an empty bitmap.
   void Clear() { *this = ClientBitmap(); }
-  /// Where the pixels of the next frame are; not owned. An empty bitmap stays without a buffer.
-  void SetBuffer(void* pixels);
-
-  std::size_t RowBytes() const { return rowBytes_; }
-  std::size_t Bytes() const { return rowBytes_ * static_cast<std::size_t>(height_); }
-  int Height() const { return height_; }
+  /// Where the pixels of the next frame are, and how its lines lie there; not owned. An empty
+  /// bitmap stays without a buffer.
+  void SetBuffer(void* pixels, LineOrder order);
 
   /// Distance in memory from one picture row to the next one down; negative when bottom-up.
   std::ptrdiff_t RowStep() const {
@@ -37,17 +45,30 @@ class ClientBitmap {
   }
   /// The top left pixel of a macroblock inside the bitmap.
   std::uint8_t* MacroblockAddress(int column, int row) const {
-    return base_ + std::ptrdiff_t{row} * kMacroblockSize * RowStep() +
+    return base_ + (std::ptrdiff_t{row} * kMacroblockSize + shift_) * RowStep() +
            std::ptrdiff_t{column} * kMacroblockSize * bytesPerPixel_;
   }
+  /// Whether the last line of a macroblock row lies on top of the bitmap and not below the others.
+  bool Wraps(int row) const { return shift_ != 0 && (row + 1) * kMacroblockSize == height_; }
+
+  /// Has the pixels of some macroblocks brought nearer to the processor.
+  void Prefetch(int row, int firstColumn, int columns) const;
+
+  /// Copies a macroblock inside the bitmap from or to its place, line by line.
+  void LoadTile(int column, int row, Tile& tile) const;
+  void StoreTile(int column, int row, const Tile& tile) const;
 
  private:
+  template <typename Copy>
+  void ForEachLine(int column, int row, Copy copy) const;
+
   int width_ = 0;
   int height_ = 0;
   std::ptrdiff_t bytesPerPixel_ = 0;
   bool bottomUp_ = false;
+  std::ptrdiff_t shift_ = 0;  // lines that the picture is moved down by
   std::size_t rowBytes_ = 0;
-  std::uint8_t* base_ = nullptr;  // the picture's top left pixel
+  std::uint8_t* base_ = nullptr;  // the bitmap's top left pixel
 };
 
 }  // namespace qivm

@@ -73,6 +73,12 @@ constexpr std::optional<ClientFormat> ClientFormatOf(const BitmapInfoHeader& hea
   return std::nullopt;
 }
 
+/// Whether two headers describe bitmaps of the same pixels in the same places.
+constexpr bool SamePixels(const BitmapInfoHeader& a, const BitmapInfoHeader& b) {
+  return a.biWidth == b.biWidth && a.biHeight == b.biHeight && a.biBitCount == b.biBitCount &&
+         a.biCompression == b.biCompression;
+}
+
 /// Whether the codec handles bitmaps with this header, whatever their size.
 constexpr bool UncompressedFormatOk(const BitmapInfoHeader& header) {
   return ClientFormatOf(header).has_value();

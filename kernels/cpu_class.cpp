@@ -38,7 +38,7 @@ CpuClass ClassifyIntel(std::uint32_t features) {
   return CpuClass::plain;
 }
 
-CpuClass ClassifyAmd(std::uint32_t features, CpuidFunction cpuid) {
+CpuClass ClassifyAmd(std::uint32_t features, const ProcessorProbe& probe) {
   if ((features & kFeatureSse2) != 0) {
     return CpuClass::amdSse2;
   }
@@ -48,8 +48,34 @@ CpuClass ClassifyAmd(std::uint32_t features, CpuidFunction cpuid) {
   if ((features & kFeatureMmx) == 0) {
     return CpuClass::plain;
   }
-  const std::uint32_t amdFeatures = cpuid(kAmdFeatureLeaf).edx;
+  const std::uint32_t amdFeatures = probe.cpuid(kAmdFeatureLeaf).edx;
   return (amdFeatures & kAmdFeatureExtendedMmx) != 0 ? CpuClass::amdExtendedMmx : CpuClass::amdMmx;
+}
+
+CpuClass ClassifyCpu(const ProcessorProbe& probe) {
+  const CpuidResult vendor = probe.cpuid(0);
+  std::array<char, 12> name = {};
+  std::memcpy(name.data(), &vendor.ebx, 4);
+  std::memcpy(name.data() + 4, &vendor.edx, 4);
+  std::memcpy(name.data() + 8, &vendor.ecx, 4);
+  const std::string_view vendorName(name.data(), name.size());
+  if (vendorName == "GenuineIntel") {
+    return ClassifyIntel(probe.cpuid(1).edx);
+  }
+  if (vendorName == "AuthenticAMD") {
+    return ClassifyAmd(probe.cpuid(1).edx, probe);
+  }
+  return CpuClass::plain;
+}
+
+bool OffersAvx2(const ProcessorProbe& probe) {
+  if (probe.cpuid(0).eax < kExtendedFeatureLeaf) {
+    return false;
+  }
+  constexpr std::uint32_t kNeeded = kFeatureXcr0Readable | kFeatureAvx;
+  return (probe.cpuid(1).ecx & kNeeded) == kNeeded &&
+         (probe.cpuid(kExtendedFeatureLeaf).ebx & kFeatureAvx2) != 0 &&
+         (probe.savedStates() & kStatesOfAvx) == kStatesOfAvx;
 }
 
 CpuidResult ExecuteCpuid(std::uint32_t leaf) {
@@ -67,42 +93,18 @@ std::uint32_t ReadSavedStates() {
 
 }  // namespace
 
-CpuClass ClassifyCpu(CpuidFunction cpuid) {
-  const CpuidResult vendor = cpuid(0);
-  std::array<char, 12> name = {};
-  std::memcpy(name.data(), &vendor.ebx, 4);
-  std::memcpy(name.data() + 4, &vendor.edx, 4);
-  std::memcpy(name.data() + 8, &vendor.ecx, 4);
-  const std::string_view vendorName(name.data(), name.size());
-  if (vendorName == "GenuineIntel") {
-    return ClassifyIntel(cpuid(1).edx);
-  }
-  if (vendorName == "AuthenticAMD") {
-    return ClassifyAmd(cpuid(1).edx, cpuid);
-  }
-  return CpuClass::plain;
-}
+const ProcessorProbe kThisProcessor = {&ExecuteCpuid, &ReadSavedStates};
 
-bool OffersAvx2(CpuidFunction cpuid, SavedStatesFunction savedStates) {
-  if (cpuid(0).eax < kExtendedFeatureLeaf) {
-    return false;
-  }
-  constexpr std::uint32_t kNeeded = kFeatureXcr0Readable | kFeatureAvx;
-  return (cpuid(1).ecx & kNeeded) == kNeeded &&
-         (cpuid(kExtendedFeatureLeaf).ebx & kFeatureAvx2) != 0 &&
-         (savedStates() & kStatesOfAvx) == kStatesOfAvx;
-}
-
-bool Avx2Usable() {
-  bool result = false;
-  auto probe = [&result] { result = OffersAvx2(&ExecuteCpuid, &ReadSavedStates); };
-  return platform::RunGuarded(probe) && result;
-}
-
-CpuClass DetectCpuClass() {
+CpuClass DetectCpuClass(const ProcessorProbe& probe) {
   CpuClass result = CpuClass::plain;
-  auto probe = [&result] { result = ClassifyCpu(&ExecuteCpuid); };
-  return platform::RunGuarded(probe) ? result : CpuClass::plain;
+  auto classify = [&] { result = ClassifyCpu(probe); };
+  return platform::RunGuarded(classify) ? result : CpuClass::plain;
+}
+
+bool Avx2Usable(const ProcessorProbe& probe) {
+  bool result = false;
+  auto ask = [&] { result = OffersAvx2(probe); };
+  return platform::RunGuarded(ask) && result;
 }
 
 }  // namespace qivm

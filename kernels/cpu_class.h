@@ -4,7 +4,10 @@
 
 namespace qivm {
 
-/// What the processor offers to the kernels. The codes are compared as they are, never by bits.
+/// What the processor is. The codes are compared as they are, never by bits. The classes with MMX
+/// but without SSE2 are told apart as they always were; they get the plain kernels: on every
+/// processor that runs a Windows which loads the driver, kernels of 64-bit vectors would be two to
+/// three times slower than these.
 enum class CpuClass : std::int32_t {
   plain = 0,             ///< no usable SIMD, an unknown vendor, or no CPUID
   amdMmx = 1,            ///< AMD, MMX
@@ -16,27 +19,6 @@ enum class CpuClass : std::int32_t {
   amdSse2 = 159,         ///< AMD, SSE2
 };
 
-/// The kernel sets that the classes share.
-enum class KernelGroup : std::uint8_t { plain, mmx, mmxExtended, sse2 };
-
-constexpr KernelGroup GroupOf(CpuClass cpuClass) {
-  switch (cpuClass) {
-    case CpuClass::amdMmx:
-    case CpuClass::intelMmx:
-      return KernelGroup::mmx;
-    case CpuClass::intelSse:
-    case CpuClass::amdExtendedMmx:
-    case CpuClass::amdSse:
-      return KernelGroup::mmxExtended;
-    case CpuClass::intelSse2:
-    case CpuClass::amdSse2:
-      return KernelGroup::sse2;
-    case CpuClass::plain:
-      break;
-  }
-  return KernelGroup::plain;
-}
-
 /// The registers that one CPUID leaf yields.
 struct CpuidResult {
   std::uint32_t eax = 0;
@@ -44,24 +26,24 @@ struct CpuidResult {
   std::uint32_t ecx = 0;
   std::uint32_t edx = 0;
 };
-using CpuidFunction = CpuidResult (*)(std::uint32_t leaf);
 
-/// The class of the processor that `cpuid` describes.
-CpuClass ClassifyCpu(CpuidFunction cpuid);
+/// A processor as its instructions describe it; a test can describe another one.
+struct ProcessorProbe {
+  /// CPUID, with ECX zero.
+  CpuidResult (*cpuid)(std::uint32_t leaf);
+  /// Bits 0 to 31 of XCR0: which register states the system saves. Asked only when CPUID says that
+  /// the system lets it be read.
+  std::uint32_t (*savedStates)();
+};
 
-/// Bits 0 to 31 of XCR0: which register states the system saves. Asked only when CPUID says that
-/// the system lets it be read.
-using SavedStatesFunction = std::uint32_t (*)();
+/// The processor that the program runs on. Either function may fault where the instruction does
+/// not exist.
+extern const ProcessorProbe kThisProcessor;
 
-/// Whether AVX2 works on the processor that `cpuid` describes, under a system that saves what
-/// `savedStates` says.
-bool OffersAvx2(CpuidFunction cpuid, SavedStatesFunction savedStates);
+/// The class of a processor; plain when CPUID faults. Executes the instruction on every call.
+CpuClass DetectCpuClass(const ProcessorProbe& probe);
 
-/// Whether this processor and system support AVX2; false when CPUID faults. Executes the
-/// instructions on every call.
-bool Avx2Usable();
-
-/// The class of this processor; plain when CPUID faults. Executes the instruction on every call.
-CpuClass DetectCpuClass();
+/// Whether processor and system support AVX2; false when CPUID faults.
+bool Avx2Usable(const ProcessorProbe& probe);
 
 }  // namespace qivm

@@ -1,5 +1,6 @@
 #include "kernels/fdct.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -72,7 +73,12 @@ Values Transform(const Values& x) {
 
 }  // namespace
 
-void FdctBlock(std::span<std::int16_t, 64> block) {
+namespace {
+
+/// A block's coefficients, by horizontal, then by vertical frequency.
+using Columns = std::array<std::array<std::int16_t, 8>, 8>;
+
+Columns FdctBlock(const std::int16_t* block) {
   std::array<Values, 8> columns;  // by horizontal position, then by vertical frequency
   for (std::size_t column = 0; column < 8; ++column) {
     Values samples;
@@ -81,6 +87,7 @@ void FdctBlock(std::span<std::int16_t, 64> block) {
     }
     columns[column] = Transform<kVertical>(samples);
   }
+  Columns result;
   for (std::size_t row = 0; row < 8; ++row) {
     Values values;
     for (std::size_t column = 0; column < 8; ++column) {
@@ -88,14 +95,24 @@ void FdctBlock(std::span<std::int16_t, 64> block) {
     }
     const Values coefficients = Transform<kHorizontal>(values);
     for (std::size_t column = 0; column < 8; ++column) {
-      block[8 * row + column] = static_cast<std::int16_t>(coefficients[column].Value());
+      result[column][row] = static_cast<std::int16_t>(coefficients[column].Value());
     }
   }
+  return result;
 }
 
+}  // namespace
+
 void Fdct(MacroblockRecord& record) {
-  for (int index = 0; index < record.blockCount; ++index) {
-    FdctBlock(record.Block(index));
+  std::array<Columns, MacroblockRecord::kBlocks> blocks;
+  for (std::size_t index = 0; index < blocks.size(); ++index) {
+    blocks[index] = FdctBlock(record.Block(index));
+  }
+  for (std::size_t index = 0; index < blocks.size(); ++index) {
+    for (std::size_t column = 0; column < 8; ++column) {
+      std::copy(blocks[index][column].begin(), blocks[index][column].end(),
+                record.Column(index, column));
+    }
   }
 }
 
@@ -103,6 +120,5 @@ void Fdct(MacroblockRecord& record) {
 
 }  // namespace qivm::kernels
 
-#define QIVM_SIMD_WITHOUT_MMX_EXTENDED
 #define QIVM_SIMD_SOURCE "kernels/fdct_simd.inc"
 #include "kernels/simd/for_each_target.inc"

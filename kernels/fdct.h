@@ -4,13 +4,9 @@
 
 namespace qivm::kernels {
 
-/// Forward DCT (Annex A) of every block, in place, raster order: samples in, coefficients out, the
-/// DC eight times the mean. 32-bit arithmetic wraps.
+/// Forward DCT (Annex A) of every block: samples of 0 to 255 become coefficients, the DC eight
+/// times the mean.
 namespace plain {
-void Fdct(MacroblockRecord& record);
-void FdctBlock(std::span<std::int16_t, 64> block);
-}  // namespace plain
-namespace mmx {
 void Fdct(MacroblockRecord& record);
 }
 namespace sse2 {

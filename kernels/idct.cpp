@@ -1,5 +1,6 @@
 #include "kernels/idct.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -27,14 +28,14 @@ namespace plain {
 
 namespace {
 
-/// One-dimensional transform of eight values that lie `Stride` apart, lowest frequency first. The
-/// results carry 14 fraction bits, or 17 with the second pass's gain; `Shift` rounds them off.
-template <std::size_t Stride, int Shift>
-void Transform(std::int16_t* values) {
+using Values = std::array<std::int16_t, 8>;
+
+/// One-dimensional transform of eight values, lowest frequency first. The results carry 14 fraction
+/// bits, or 17 with the second pass's gain; `kShift` rounds them off.
+template <int kShift>
+Values Transform(const Values& inputs) {
   std::array<WrappingInt, 8> x;
-  for (std::size_t i = 0; i < x.size(); ++i) {
-    x[i] = values[i * Stride];
-  }
+  std::copy(inputs.begin(), inputs.end(), x.begin());
 
   const WrappingInt a = x[1] * kCos1 + x[7] * kSin1;
   const WrappingInt b = x[1] * kSin1 - x[7] * kCos1;
@@ -58,26 +59,49 @@ void Transform(std::int16_t* values) {
 
   const std::array<WrappingInt, 8> y = {even0 + s, even1 + pRotated, even2 + qRotated, even3 + t,
                                         even3 - t, even2 - qRotated, even1 - pRotated, even0 - s};
-  constexpr WrappingInt kHalf = 1 << (Shift - 1);
-  for (std::size_t i = 0; i < y.size(); ++i) {
-    values[i * Stride] = static_cast<std::int16_t>(((y[i] + kHalf) >> Shift).Value());
+  static constexpr WrappingInt kHalf = 1 << (kShift - 1);
+  Values results;
+  std::transform(y.begin(), y.end(), results.begin(), [](WrappingInt value) {
+    return static_cast<std::int16_t>(((value + kHalf) >> kShift).Value());
+  });
+  return results;
+}
+
+/// A block's samples, row by row, from its coefficients.
+std::array<Values, 8> IdctBlock(const MacroblockRecord& record, std::size_t index) {
+  std::array<Values, 8> rows;
+  for (std::size_t row = 0; row < 8; ++row) {
+    Values coefficients;
+    for (std::size_t column = 0; column < 8; ++column) {
+      coefficients[column] = record.Column(index, column)[row];
+    }
+    rows[row] = Transform<14>(coefficients);
   }
+  for (std::size_t column = 0; column < 8; ++column) {
+    Values values;
+    for (std::size_t row = 0; row < 8; ++row) {
+      values[row] = rows[row][column];
+    }
+    const Values samples = Transform<17>(values);
+    for (std::size_t row = 0; row < 8; ++row) {
+      rows[row][column] = samples[row];
+    }
+  }
+  return rows;
 }
 
 }  // namespace
 
-void IdctBlock(std::span<std::int16_t, 64> block) {
-  for (std::size_t row = 0; row < 8; ++row) {
-    Transform<1, 14>(block.data() + 8 * row);
-  }
-  for (std::size_t column = 0; column < 8; ++column) {
-    Transform<8, 17>(block.data() + column);
-  }
-}
-
 void Idct(MacroblockRecord& record) {
-  for (int index = 0; index < record.blockCount; ++index) {
-    IdctBlock(record.Block(index));
+  std::array<std::array<Values, 8>, MacroblockRecord::kBlocks> blocks;
+  for (std::size_t index = 0; index < blocks.size(); ++index) {
+    blocks[index] = IdctBlock(record, index);
+  }
+  for (std::size_t index = 0; index < blocks.size(); ++index) {
+    for (std::size_t row = 0; row < 8; ++row) {
+      std::copy(blocks[index][row].begin(), blocks[index][row].end(),
+                record.Block(index) + 8 * row);
+    }
   }
 }
 
@@ -85,6 +109,5 @@ void Idct(MacroblockRecord& record) {
 
 }  // namespace qivm::kernels
 
-#define QIVM_SIMD_WITHOUT_MMX_EXTENDED
 #define QIVM_SIMD_SOURCE "kernels/idct_simd.inc"
 #include "kernels/simd/for_each_target.inc"

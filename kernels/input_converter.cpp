@@ -11,13 +11,19 @@ bool InputConverter::Init(const BitmapInfoHeader& clientFormat) {
   return fieldDct_ != nullptr;
 }
 
-void InputConverter::SetBuffer(const void* pixels) {
+void InputConverter::SetBuffer(const void* pixels, LineOrder order) {
   // The bitmap class serves both directions; this one only ever reads through it.
-  bitmap_.SetBuffer(const_cast<void*>(pixels));
+  bitmap_.SetBuffer(const_cast<void*>(pixels), order);
 }
 
 void InputConverter::ConvertMacroblock(MacroblockRecord& record) const {
-  fieldDct_(record.coefficients.data(), bitmap_.MacroblockAddress(record.column, record.row),
+  if (bitmap_.Wraps(record.row)) {
+    ClientBitmap::Tile tile;
+    bitmap_.LoadTile(record.column, record.row, tile);
+    fieldDct_(record.values.data(), tile.bytes.data(), ClientBitmap::Tile::kRowBytes);
+    return;
+  }
+  fieldDct_(record.values.data(), bitmap_.MacroblockAddress(record.column, record.row),
             bitmap_.RowStep());
 }
 

@@ -11,7 +11,7 @@ namespace qivm {
 /// converter.
 class InputConverter : public HeapObject {
  public:
-  explicit InputConverter(const Processor& processor) : kernels_(KernelsFor(processor).input) {}
+  explicit InputConverter(const KernelSet& kernels) : kernels_(kernels.input) {}
   virtual ~InputConverter() = default;
   InputConverter(const InputConverter&) = delete;
   InputConverter& operator=(const InputConverter&) = delete;
@@ -20,11 +20,15 @@ class InputConverter : public HeapObject {
   /// below.
   bool Init(const BitmapInfoHeader& clientFormat);
   /// Where the next frame is; only read, not owned.
-  void SetBuffer(const void* pixels);
+  void SetBuffer(const void* pixels, LineOrder order = LineOrder::plain);
   /// Fills the record's eight blocks with the samples at its column and row, which must lie inside
   /// the bitmap.
   void ConvertMacroblock(MacroblockRecord& record) const;
-  const ClientBitmap& Bitmap() const { return bitmap_; }
+  /// Has the pixels of some macroblocks of a row brought nearer, as far as they lie inside the
+  /// bitmap.
+  void Prefetch(int row, int firstColumn, int columns) const {
+    bitmap_.Prefetch(row, firstColumn, columns);
+  }
 
  protected:
   virtual bool Accepts(ClientFormat format) const = 0;

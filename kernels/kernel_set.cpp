@@ -2,34 +2,27 @@
 
 #include "kernels/fdct.h"
 #include "kernels/idct.h"
-#include "kernels/level_mask.h"
 #include "kernels/packed_yuv_input.h"
 #include "kernels/packed_yuv_output.h"
-#include "kernels/quantise.h"
 #include "kernels/rgb_input.h"
 #include "kernels/rgb_output.h"
-#include "kernels/scan.h"
+#include "kernels/start_codes.h"
 
 namespace qivm {
 
 namespace {
 
 namespace plain = kernels::plain;
-namespace mmx = kernels::mmx;
-namespace mmx_extended = kernels::mmx_extended;
 namespace sse2 = kernels::sse2;
 namespace avx2 = kernels::avx2;
 
 KernelSet PlainKernels() {
-  KernelSet kernels = {.unscanZigzag = &plain::UnscanZigzag,
-                       .unscanAlternate = &plain::UnscanAlternate,
+  KernelSet kernels = {.findStartCode = &plain::FindStartCode,
                        .dequantise = &plain::Dequantise,
                        .idct = &plain::Idct,
-                       .scanZigzag = &plain::ScanZigzag,
-                       .scanAlternate = &plain::ScanAlternate,
-                       .quantise = &plain::Quantise,
                        .fdct = &plain::Fdct,
-                       .levelMask = &plain::LevelMask};
+                       .quantise = &plain::Quantise,
+                       .codeLevels = &plain::CodeLevels};
   plain::AddPackedYuvOutput(kernels);
   plain::AddRgbOutput(kernels);
   plain::AddPackedYuvInput(kernels);
@@ -37,50 +30,13 @@ KernelSet PlainKernels() {
   return kernels;
 }
 
-KernelSet MmxKernels() {
-  KernelSet kernels = {.unscanZigzag = &mmx::UnscanZigzag,
-                       .unscanAlternate = &mmx::UnscanAlternate,
-                       .dequantise = &mmx::Dequantise,
-                       .idct = &mmx::Idct,
-                       .scanZigzag = &mmx::ScanZigzag,
-                       .scanAlternate = &mmx::ScanAlternate,
-                       .quantise = &mmx::Quantise,
-                       .fdct = &mmx::Fdct,
-                       .levelMask = &plain::LevelMask};
-  mmx::AddPackedYuvOutput(kernels);
-  mmx::AddRgbOutput(kernels);
-  mmx::AddPackedYuvInput(kernels);
-  mmx::AddRgbInput(kernels);
-  return kernels;
-}
-
-KernelSet MmxExtendedKernels() {
-  KernelSet kernels = {.unscanZigzag = &mmx_extended::UnscanZigzag,
-                       .unscanAlternate = &mmx_extended::UnscanAlternate,
-                       .dequantise = &mmx_extended::Dequantise,
-                       .idct = &mmx::Idct,
-                       .scanZigzag = &mmx_extended::ScanZigzag,
-                       .scanAlternate = &mmx_extended::ScanAlternate,
-                       .quantise = &mmx_extended::Quantise,
-                       .fdct = &mmx::Fdct,
-                       .levelMask = &plain::LevelMask};
-  mmx_extended::AddPackedYuvOutput(kernels);
-  mmx_extended::AddRgbOutput(kernels);
-  mmx_extended::AddPackedYuvInput(kernels);
-  mmx_extended::AddRgbInput(kernels);
-  return kernels;
-}
-
 KernelSet Sse2Kernels() {
-  KernelSet kernels = {.unscanZigzag = &sse2::UnscanZigzag,
-                       .unscanAlternate = &sse2::UnscanAlternate,
+  KernelSet kernels = {.findStartCode = &sse2::FindStartCode,
                        .dequantise = &sse2::Dequantise,
                        .idct = &sse2::Idct,
-                       .scanZigzag = &sse2::ScanZigzag,
-                       .scanAlternate = &sse2::ScanAlternate,
-                       .quantise = &sse2::Quantise,
                        .fdct = &sse2::Fdct,
-                       .levelMask = &sse2::LevelMask};
+                       .quantise = &sse2::Quantise,
+                       .codeLevels = &plain::CodeLevels};
   sse2::AddPackedYuvOutput(kernels);
   sse2::AddRgbOutput(kernels);
   sse2::AddPackedYuvInput(kernels);
@@ -89,15 +45,12 @@ KernelSet Sse2Kernels() {
 }
 
 KernelSet Avx2Kernels() {
-  KernelSet kernels = {.unscanZigzag = &avx2::UnscanZigzag,
-                       .unscanAlternate = &avx2::UnscanAlternate,
+  KernelSet kernels = {.findStartCode = &avx2::FindStartCode,
                        .dequantise = &avx2::Dequantise,
                        .idct = &avx2::Idct,
-                       .scanZigzag = &avx2::ScanZigzag,
-                       .scanAlternate = &avx2::ScanAlternate,
-                       .quantise = &avx2::Quantise,
                        .fdct = &avx2::Fdct,
-                       .levelMask = &sse2::LevelMask};
+                       .quantise = &avx2::Quantise,
+                       .codeLevels = &avx2::CodeLevels};
   avx2::AddPackedYuvOutput(kernels);
   avx2::AddRgbOutput(kernels);
   avx2::AddPackedYuvInput(kernels);
@@ -107,15 +60,13 @@ KernelSet Avx2Kernels() {
 
 }  // namespace
 
-KernelSet KernelsFor(CpuClass cpuClass, bool avx2) {
-  switch (GroupOf(cpuClass)) {
-    case KernelGroup::mmx:
-      return MmxKernels();
-    case KernelGroup::mmxExtended:
-      return MmxExtendedKernels();
-    case KernelGroup::sse2:
-      return avx2 ? Avx2Kernels() : Sse2Kernels();
-    case KernelGroup::plain:
+KernelSet KernelsFor(KernelTier tier) {
+  switch (tier) {
+    case KernelTier::avx2:
+      return Avx2Kernels();
+    case KernelTier::sse2:
+      return Sse2Kernels();
+    case KernelTier::plain:
       break;
   }
   return PlainKernels();

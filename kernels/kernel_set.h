@@ -3,14 +3,27 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "kernels/client_format.h"
+#include "kernels/code_levels.h"
+#include "kernels/dequantise.h"
 #include "kernels/processor.h"
+#include "kernels/quantise.h"
 #include "mpeg2/macroblock_record.h"
 
 namespace qivm {
 
 using MacroblockKernel = void (*)(MacroblockRecord& record);
+using StartCodeKernel = const std::uint8_t* (*)(const std::uint8_t* first,
+                                                const std::uint8_t* last);
+using DequantiseKernel = bool (*)(MacroblockLevels levels, const Dequantiser& dequantiser,
+                                  bool alternateScan, const DcCoefficients& dc,
+                                  MacroblockRecord& record);
+using QuantiseKernel = void (*)(const MacroblockRecord& record, const Quantiser& quantiser,
+                                LevelBatch& batch, std::size_t macroblock);
+using CodeLevelsKernel = void (*)(const LevelBatch& batch, std::span<const std::uint32_t> dcCodes,
+                                  CodeLists& lists, BitTail& tail);
 using OutputKernel = void (*)(std::uint8_t* pixels, const std::int16_t* blocks,
                               std::ptrdiff_t rowStep);
 using InputKernel = void (*)(std::int16_t* blocks, const std::uint8_t* pixels,
@@ -22,19 +35,15 @@ struct OutputKernelPair {
   OutputKernel fieldDct = nullptr;
 };
 
-/// Every kernel of the codec in the variant that one processor class gets. The kernels of all
-/// classes give the same bits.
+/// Every kernel of the codec in the form that one tier has. Those of all tiers give the same bits.
 struct KernelSet {
-  MacroblockKernel unscanZigzag = nullptr;
-  MacroblockKernel unscanAlternate = nullptr;
-  MacroblockKernel dequantise = nullptr;
+  StartCodeKernel findStartCode = nullptr;
+  DequantiseKernel dequantise = nullptr;
   MacroblockKernel idct = nullptr;
 
-  MacroblockKernel scanZigzag = nullptr;
-  MacroblockKernel scanAlternate = nullptr;
-  MacroblockKernel quantise = nullptr;
   MacroblockKernel fdct = nullptr;
-  MacroblockKernel levelMask = nullptr;
+  QuantiseKernel quantise = nullptr;
+  CodeLevelsKernel codeLevels = nullptr;
 
   /// By ClientFormat. y16a is never an output; its pair stays null.
   std::array<OutputKernelPair, kClientFormats> output = {};
@@ -44,11 +53,7 @@ struct KernelSet {
   InputKernel& Input(ClientFormat format) { return input[static_cast<std::size_t>(format)]; }
 };
 
-/// The kernels of a processor class. `avx2` lets the SSE2 classes have those of AVX2, which the
-/// processor and the system must support; the other classes have no use for it.
-KernelSet KernelsFor(CpuClass cpuClass, bool avx2);
-inline KernelSet KernelsFor(const Processor& processor) {
-  return KernelsFor(processor.cpuClass, processor.avx2);
-}
+/// The kernels of a tier, which the processor and the system must support.
+KernelSet KernelsFor(KernelTier tier);
 
 }  // namespace qivm

@@ -31,11 +31,16 @@ void OutputConverter::ConvertMacroblock(const MacroblockRecord& record) const {
   if (chosen_.frameDct == nullptr || !bitmap_.Contains(record.column, record.row)) {
     return;
   }
-  const PictureParameters& parameters = record.parameters;
-  const OutputKernel kernel = parameters.framePredFrameDct != 0 || parameters.frameDct != 0
-                                  ? chosen_.frameDct
-                                  : chosen_.fieldDct;
-  kernel(bitmap_.MacroblockAddress(record.column, record.row), record.coefficients.data(),
+  const OutputKernel kernel = record.frameDct ? chosen_.frameDct : chosen_.fieldDct;
+  if (bitmap_.Wraps(record.row)) {
+    // Loaded first, for what the format leaves as it is.
+    ClientBitmap::Tile tile;
+    bitmap_.LoadTile(record.column, record.row, tile);
+    kernel(tile.bytes.data(), record.values.data(), ClientBitmap::Tile::kRowBytes);
+    bitmap_.StoreTile(record.column, record.row, tile);
+    return;
+  }
+  kernel(bitmap_.MacroblockAddress(record.column, record.row), record.values.data(),
          bitmap_.RowStep());
 }
 

@@ -2,6 +2,7 @@
 
 #include "kernels/client_bitmap.h"
 #include "kernels/kernel_set.h"
+#include "mpeg2/picture_parameters.h"
 #include "platform/heap_object.h"
 
 namespace qivm {
@@ -10,7 +11,7 @@ namespace qivm {
 /// Init and SetBuffer come before they start, ConvertMacroblock changes nothing in the converter.
 class OutputConverter : public HeapObject {
  public:
-  explicit OutputConverter(const Processor& processor) : kernels_(KernelsFor(processor).output) {}
+  explicit OutputConverter(const KernelSet& kernels) : kernels_(kernels.output) {}
   virtual ~OutputConverter() = default;
   OutputConverter(const OutputConverter&) = delete;
   OutputConverter& operator=(const OutputConverter&) = delete;
@@ -22,7 +23,11 @@ class OutputConverter : public HeapObject {
   /// takes no buffer.
   bool Init(const BitmapInfoHeader& clientFormat, const PictureParameters* sequence);
   /// Where the next frame goes; not owned.
-  void SetBuffer(void* pixels) { bitmap_.SetBuffer(pixels); }
+  void SetBuffer(void* pixels, LineOrder order = LineOrder::plain) {
+    bitmap_.SetBuffer(pixels, order);
+  }
+  /// Whether macroblocks of this row are written anywhere.
+  bool Shows(int row) const { return chosen_.frameDct != nullptr && bitmap_.Contains(0, row); }
   /// Writes the samples of one macroblock at the record's column and row. A macroblock that does
   /// not lie inside the bitmap is dropped.
   void ConvertMacroblock(const MacroblockRecord& record) const;

@@ -9,12 +9,6 @@ namespace qivm::kernels {
 namespace plain {
 void AddPackedYuvInput(KernelSet& kernels);
 }
-namespace mmx {
-void AddPackedYuvInput(KernelSet& kernels);
-}
-namespace mmx_extended {
-void AddPackedYuvInput(KernelSet& kernels);
-}
 namespace sse2 {
 void AddPackedYuvInput(KernelSet& kernels);
 }

@@ -9,12 +9,6 @@ namespace qivm::kernels {
 namespace plain {
 void AddPackedYuvOutput(KernelSet& kernels);
 }
-namespace mmx {
-void AddPackedYuvOutput(KernelSet& kernels);
-}
-namespace mmx_extended {
-void AddPackedYuvOutput(KernelSet& kernels);
-}
 namespace sse2 {
 void AddPackedYuvOutput(KernelSet& kernels);
 }

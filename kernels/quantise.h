@@ -1,37 +1,53 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "mpeg2/level_batch.h"
 #include "mpeg2/macroblock_record.h"
 
-/// Quantisation of the AC coefficients of every block (7.4.2), blocks in raster order. The weights
-/// are the record's matrices, at most 255 each, the scale that of its q_scale_type and
-/// quantiser_scale_code. The DC coefficients (position 0) are left to the block coders.
-///
-/// Dequantise: QF to F, (QF * W * quantiser_scale * 2) / 32, rounded toward zero, kept to 16 bits.
-/// Neither saturation nor mismatch control.
-///
-/// Quantise: F to QF, (F * 32) / (W * quantiser_scale * 2), rounded toward zero, kept to 16 bits.
-/// Neither scale nor weights may be 0.
-namespace qivm::kernels {
+namespace qivm {
 
+/// What a macroblock's coefficients are divided by.
+///
+/// With d = W * quantiser_scale and n = 32 |F|, the level 16 |F| / d rounded down is
+/// (n * multiplier / 65536) / 2^s, both divisions rounded down, where multiplier is 2^(15 + s) / d
+/// rounded up and s the largest that keeps it below 65536: exact for |F| up to 1023, and those of
+/// samples are at most 1020.
+struct Quantiser {
+  static constexpr int kLargestCoefficient = 1023;
+  /// Of a column, twice: for two blocks side by side.
+  using Column = std::array<std::uint16_t, 16>;
+
+  alignas(64) std::array<Column, 8> multipliers;
+  alignas(
+      64) std::array<Column, 8> shifts;  ///< 2^(16 - s): the second division as a multiplication
+  std::uint16_t scale;                   ///< quantiser_scale
+
+  /// For q_scale_type and quantiser_scale_code (1 to 31), with the default intra matrix.
+  Quantiser(std::uint8_t qScaleType, std::uint8_t quantiserScaleCode);
+};
+
+namespace kernels {
+
+/// From the coefficients of a macroblock to its levels in transmission order (zig-zag scan): each
+/// but the first of a block becomes 32 F / (2 W * quantiser_scale), rounded toward zero. Fills the
+/// batch's place number `macroblock` and adds to its list of large levels. The coefficients are
+/// those of samples from 0 to 255.
 namespace plain {
-void Dequantise(MacroblockRecord& record);
-void Quantise(MacroblockRecord& record);
-}  // namespace plain
-namespace mmx {
-void Dequantise(MacroblockRecord& record);
-void Quantise(MacroblockRecord& record);
-}  // namespace mmx
-namespace mmx_extended {
-void Dequantise(MacroblockRecord& record);
-void Quantise(MacroblockRecord& record);
-}  // namespace mmx_extended
+void Quantise(const MacroblockRecord& record, const Quantiser& quantiser, LevelBatch& batch,
+              std::size_t macroblock);
+}
 namespace sse2 {
-void Dequantise(MacroblockRecord& record);
-void Quantise(MacroblockRecord& record);
-}  // namespace sse2
+void Quantise(const MacroblockRecord& record, const Quantiser& quantiser, LevelBatch& batch,
+              std::size_t macroblock);
+}
 namespace avx2 {
-void Dequantise(MacroblockRecord& record);
-void Quantise(MacroblockRecord& record);
-}  // namespace avx2
+void Quantise(const MacroblockRecord& record, const Quantiser& quantiser, LevelBatch& batch,
+              std::size_t macroblock);
+}
 
-}  // namespace qivm::kernels
+}  // namespace kernels
+
+}  // namespace qivm

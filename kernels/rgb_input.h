@@ -11,12 +11,6 @@ namespace qivm::kernels {
 namespace plain {
 void AddRgbInput(KernelSet& kernels);
 }
-namespace mmx {
-void AddRgbInput(KernelSet& kernels);
-}
-namespace mmx_extended {
-void AddRgbInput(KernelSet& kernels);
-}
 namespace sse2 {
 void AddRgbInput(KernelSet& kernels);
 }

@@ -11,12 +11,6 @@ namespace qivm::kernels {
 namespace plain {
 void AddRgbOutput(KernelSet& kernels);
 }
-namespace mmx {
-void AddRgbOutput(KernelSet& kernels);
-}
-namespace mmx_extended {
-void AddRgbOutput(KernelSet& kernels);
-}
 namespace sse2 {
 void AddRgbOutput(KernelSet& kernels);
 }

@@ -25,16 +25,7 @@ constexpr Scan kAlternateScan = {
     53, 61, 22, 30, 7, 15, 23, 31, 38, 46, 54, 62, 39, 47, 55, 63,
 };
 
-constexpr Scan Inverse(const Scan& scan) {
-  Scan inverse = {};
-  for (std::size_t index = 0; index < scan.size(); ++index) {
-    inverse[scan[index]] = static_cast<std::uint8_t>(index);
-  }
-  return inverse;
-}
-
-/// Scan index of each raster position.
-constexpr Scan kZigzagIndex = Inverse(kZigzagScan);
-constexpr Scan kAlternateIndex = Inverse(kAlternateScan);
+/// By alternate_scan.
+constexpr std::array<Scan, 2> kScans = {kZigzagScan, kAlternateScan};
 
 }  // namespace qivm::mpeg2

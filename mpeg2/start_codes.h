@@ -17,8 +17,6 @@ constexpr std::uint32_t kGroupStartCode = 0x000001B8;
 constexpr std::uint32_t kSequenceExtensionId = 1;
 constexpr std::uint32_t kSequenceDisplayExtensionId = 2;
 constexpr std::uint32_t kPictureCodingExtensionId = 8;
-constexpr std::uint32_t kPictureSpatialScalableExtensionId = 9;
-constexpr std::uint32_t kPictureTemporalScalableExtensionId = 10;
 
 constexpr std::uint8_t kIntraPicture = 1;  // picture_coding_type
 constexpr std::uint8_t kFramePicture = 3;  // picture_structure

@@ -33,11 +33,11 @@ class HeapBuffer {
   HeapBuffer(const HeapBuffer&) = delete;
   HeapBuffer& operator=(const HeapBuffer&) = delete;
 
-  /// Replaces the block by one of `size` zero bytes, aligned to a page. False when there is no
-  /// memory; the buffer is then empty.
+  /// Replaces the block by one of `size` bytes, aligned to a page. False when there is no memory;
+  /// the buffer is then empty.
   bool Allocate(std::size_t size) noexcept {
     Release();
-    data_ = static_cast<unsigned char*>(platform::HeapAllocateZeroed(size, kAlignment));
+    data_ = static_cast<unsigned char*>(platform::HeapAllocate(size, kAlignment));
     size_ = data_ != nullptr ? size : 0;
     return data_ != nullptr;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -11,10 +12,7 @@ namespace qivm::platform {
 /// null when there is no memory; never throws. Release with HeapRelease.
 void* HeapAllocate(std::size_t size, std::size_t alignment) noexcept;
 
-/// As HeapAllocate, with every byte zero.
-void* HeapAllocateZeroed(std::size_t size, std::size_t alignment) noexcept;
-
-/// Returns memory of HeapAllocate or HeapAllocateZeroed to the heap. Null is allowed.
+/// Returns memory of HeapAllocate to the heap. Null is allowed.
 void HeapRelease(void* memory) noexcept;
 
 /// Sends a text to the debugger. Texts end in a newline of their own.
@@ -41,7 +39,9 @@ bool RunGuarded(Function& function) noexcept {
 /// a guard.
 [[noreturn]] void RaiseFault() noexcept;
 
-/// An auto-reset event, not signalled at first.
+/// An auto-reset event, not signalled at first. Where the system lets threads wait on a word of
+/// memory, setting an event that nobody waits for, and waiting for one that is set, are no calls of
+/// the system.
 class Event {
  public:
   Event() = default;
@@ -57,8 +57,22 @@ class Event {
   void Wait() noexcept;
 
  private:
-  void* handle_ = nullptr;
+  std::atomic<std::uint32_t> isSet_ = 0;
+  // Of the system's own event, where there is no waiting on memory.
+  [[maybe_unused]] void* handle_ = nullptr;
 };
+
+/// A thread's priority, as far as the system has any.
+using ThreadPriority = int;
+
+/// The priority of the calling thread.
+ThreadPriority CallersPriority() noexcept;
+
+/// A number that no other running thread has.
+std::uint32_t CallersThreadId() noexcept;
+
+/// Milliseconds since some moment, for spans of time up to days.
+std::uint32_t Milliseconds() noexcept;
 
 /// A thread that runs one function to its end. The object stays in place while the thread runs.
 class Thread {
@@ -70,11 +84,9 @@ class Thread {
   Thread(const Thread&) = delete;
   Thread& operator=(const Thread&) = delete;
 
-  /// Starts the thread with the system's default stack; false when the system refuses.
+  /// Starts the thread; false when the system refuses.
   bool Start(Body body, void* argument) noexcept;
-  bool Running() const noexcept { return handle_ != nullptr; }
-  /// Gives the thread the priority that the calling thread has now.
-  void TakeCallersPriority() noexcept;
+  void SetPriority(ThreadPriority priority) noexcept;
   /// Waits for the thread to end and returns the body's result; 0 when none was started.
   unsigned Join() noexcept;
 

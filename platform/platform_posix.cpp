@@ -2,9 +2,12 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <initializer_list>
+#include <linux/futex.h>
 #include <new>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "platform/platform.h"
@@ -43,11 +46,10 @@ void InstallFaultHandler() {
   static_cast<void>(kInstalled);
 }
 
-struct PosixEvent {
-  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-  pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
-  bool signalled = false;
-};
+/// Waits while the word is zero, or wakes one thread that waits on it.
+void Futex(std::atomic<std::uint32_t>& word, int operation, std::uint32_t value) {
+  syscall(SYS_futex, &word, operation | FUTEX_PRIVATE_FLAG, value, nullptr, nullptr, 0);
+}
 
 void* ThreadEntry(void* self) {
   auto* thread = static_cast<Thread*>(self);
@@ -66,14 +68,6 @@ void* HeapAllocate(std::size_t size, std::size_t alignment) noexcept {
   return posix_memalign(&memory, alignment < sizeof(void*) ? sizeof(void*) : alignment, size) == 0
              ? memory
              : nullptr;
-}
-
-void* HeapAllocateZeroed(std::size_t size, std::size_t alignment) noexcept {
-  void* memory = HeapAllocate(size, alignment);
-  if (memory != nullptr) {
-    __builtin_memset(memory, 0, size);
-  }
-  return memory;
 }
 
 void HeapRelease(void* memory) noexcept { std::free(memory); }
@@ -110,34 +104,21 @@ void RaiseFault() noexcept {
 }
 
 bool Event::Create() noexcept {
-  Close();
-  if (!Fails(Operation::createEvent)) {
-    handle_ = new (std::nothrow) PosixEvent;
-  }
-  return handle_ != nullptr;
+  isSet_ = 0;
+  return !Fails(Operation::createEvent);
 }
 
-void Event::Close() noexcept {
-  delete static_cast<PosixEvent*>(handle_);
-  handle_ = nullptr;
-}
+void Event::Close() noexcept {}
 
 void Event::Set() noexcept {
-  auto& event = *static_cast<PosixEvent*>(handle_);
-  pthread_mutex_lock(&event.mutex);
-  event.signalled = true;
-  pthread_cond_signal(&event.condition);
-  pthread_mutex_unlock(&event.mutex);
+  isSet_.store(1, std::memory_order_release);
+  Futex(isSet_, FUTEX_WAKE, 1);
 }
 
 void Event::Wait() noexcept {
-  auto& event = *static_cast<PosixEvent*>(handle_);
-  pthread_mutex_lock(&event.mutex);
-  while (!event.signalled) {
-    pthread_cond_wait(&event.condition, &event.mutex);
+  while (isSet_.exchange(0, std::memory_order_acquire) == 0) {
+    Futex(isSet_, FUTEX_WAIT, 0);
   }
-  event.signalled = false;
-  pthread_mutex_unlock(&event.mutex);
 }
 
 bool Thread::Start(Body body, void* argument) noexcept {
@@ -159,7 +140,18 @@ bool Thread::Start(Body body, void* argument) noexcept {
 }
 
 // Threads of one scheduling class share their priority here; there is nothing to take over.
-void Thread::TakeCallersPriority() noexcept {}
+ThreadPriority CallersPriority() noexcept { return 0; }
+
+std::uint32_t CallersThreadId() noexcept { return static_cast<std::uint32_t>(syscall(SYS_gettid)); }
+
+std::uint32_t Milliseconds() noexcept {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return static_cast<std::uint32_t>(now.tv_sec) * 1000U +
+         static_cast<std::uint32_t>(now.tv_nsec / 1000000);
+}
+
+void Thread::SetPriority(ThreadPriority /*priority*/) noexcept {}
 
 unsigned Thread::Join() noexcept {
   auto* thread = static_cast<pthread_t*>(handle_);

@@ -17,24 +17,27 @@ namespace {
 
 HANDLE g_privateHeap = nullptr;
 
-void* Allocate(std::size_t size, std::size_t alignment, DWORD flags) noexcept {
-  if (g_privateHeap == nullptr) {
-    return nullptr;
+// Waiting on memory: Windows 8 and later have it, in a library that earlier ones lack.
+using WaitOnAddressFunction = BOOL(WINAPI*)(volatile void* address, void* compare, SIZE_T size,
+                                            DWORD milliseconds);
+using WakeByAddressSingleFunction = void(WINAPI*)(void* address);
+// Set by the first event that finds them; every other finds the same.
+std::atomic<WaitOnAddressFunction> g_waitOnAddress = nullptr;
+std::atomic<WakeByAddressSingleFunction> g_wakeByAddressSingle = nullptr;
+
+template <typename Function>
+bool Find(HMODULE library, const char* name, std::atomic<Function>& function) noexcept {
+  const FARPROC address = GetProcAddress(library, name);
+  if (address != nullptr) {
+    function.store(reinterpret_cast<Function>(reinterpret_cast<void*>(address)));
   }
-  // Room to round up, and for the block's true address right before the rounded one.
-  const std::size_t slack = alignment + sizeof(void*);
-  if (size > SIZE_MAX - slack) {
-    return nullptr;
-  }
-  void* const block = HeapAlloc(g_privateHeap, flags, size + slack);
-  if (block == nullptr) {
-    return nullptr;
-  }
-  const auto first = reinterpret_cast<std::uintptr_t>(block) + sizeof(void*);
-  const std::uintptr_t address = (first + alignment - 1) & ~(alignment - 1);
-  auto* const memory = reinterpret_cast<void*>(address);
-  std::memcpy(static_cast<char*>(memory) - sizeof(void*), &block, sizeof(block));
-  return memory;
+  return address != nullptr;
+}
+
+bool FindAddressWaits() noexcept {
+  const HMODULE library = GetModuleHandleA("kernelbase.dll");
+  return library != nullptr && Find(library, "WakeByAddressSingle", g_wakeByAddressSingle) &&
+         Find(library, "WaitOnAddress", g_waitOnAddress);
 }
 
 unsigned __stdcall ThreadEntry(void* thread) { return static_cast<Thread*>(thread)->Run(); }
@@ -55,11 +58,23 @@ void DestroyPrivateHeap() noexcept {
 }
 
 void* HeapAllocate(std::size_t size, std::size_t alignment) noexcept {
-  return Allocate(size, alignment, 0);
-}
-
-void* HeapAllocateZeroed(std::size_t size, std::size_t alignment) noexcept {
-  return Allocate(size, alignment, HEAP_ZERO_MEMORY);
+  if (g_privateHeap == nullptr) {
+    return nullptr;
+  }
+  // Room to round up, and for the block's true address right before the rounded one.
+  const std::size_t slack = alignment + sizeof(void*);
+  if (size > SIZE_MAX - slack) {
+    return nullptr;
+  }
+  void* const block = HeapAlloc(g_privateHeap, 0, size + slack);
+  if (block == nullptr) {
+    return nullptr;
+  }
+  const auto first = reinterpret_cast<std::uintptr_t>(block) + sizeof(void*);
+  const std::uintptr_t address = (first + alignment - 1) & ~(alignment - 1);
+  auto* const memory = reinterpret_cast<void*>(address);
+  std::memcpy(static_cast<char*>(memory) - sizeof(void*), &block, sizeof(block));
+  return memory;
 }
 
 void HeapRelease(void* memory) noexcept {
@@ -94,6 +109,10 @@ void RaiseFault() noexcept {
 
 bool Event::Create() noexcept {
   Close();
+  isSet_ = 0;
+  if (FindAddressWaits()) {
+    return true;
+  }
   handle_ = CreateEventA(nullptr, FALSE, FALSE, nullptr);
   return handle_ != nullptr;
 }
@@ -105,20 +124,44 @@ void Event::Close() noexcept {
   }
 }
 
-void Event::Set() noexcept { SetEvent(handle_); }
+void Event::Set() noexcept {
+  if (handle_ != nullptr) {
+    SetEvent(handle_);
+    return;
+  }
+  isSet_.store(1, std::memory_order_release);
+  g_wakeByAddressSingle.load(std::memory_order_relaxed)(&isSet_);
+}
 
-void Event::Wait() noexcept { WaitForSingleObject(handle_, INFINITE); }
+void Event::Wait() noexcept {
+  if (handle_ != nullptr) {
+    WaitForSingleObject(handle_, INFINITE);
+    return;
+  }
+  std::uint32_t notSet = 0;
+  while (isSet_.exchange(0, std::memory_order_acquire) == 0) {
+    g_waitOnAddress.load(std::memory_order_relaxed)(&isSet_, &notSet, sizeof(notSet), INFINITE);
+  }
+}
+
+ThreadPriority CallersPriority() noexcept { return GetThreadPriority(GetCurrentThread()); }
+
+std::uint32_t CallersThreadId() noexcept { return GetCurrentThreadId(); }
+
+std::uint32_t Milliseconds() noexcept { return GetTickCount(); }
 
 bool Thread::Start(Body body, void* argument) noexcept {
   body_ = body;
   argument_ = argument;
-  handle_ = reinterpret_cast<void*>(_beginthreadex(nullptr, 0, &ThreadEntry, this, 0, nullptr));
+  // Little of the address space: a 32-bit host may have many streams open, with a thread for every
+  // processor each, and what the program reserves for its own threads is often a megabyte.
+  constexpr unsigned kStackBytes = 256 * 1024;
+  handle_ = reinterpret_cast<void*>(_beginthreadex(nullptr, kStackBytes, &ThreadEntry, this,
+                                                   STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr));
   return handle_ != nullptr;
 }
 
-void Thread::TakeCallersPriority() noexcept {
-  SetThreadPriority(handle_, GetThreadPriority(GetCurrentThread()));
-}
+void Thread::SetPriority(ThreadPriority priority) noexcept { SetThreadPriority(handle_, priority); }
 
 unsigned Thread::Join() noexcept {
   DWORD result = 0;

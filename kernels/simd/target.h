@@ -8,10 +8,7 @@
 #define QIVM_BEGIN_TARGET(name) \
   QIVM_PRAGMA(clang attribute push(__attribute__((target(name))), apply_to = function))
 #define QIVM_END_TARGET QIVM_PRAGMA(clang attribute pop)
-#define QIVM_EXTENDED_MMX "sse"
 #else
 #define QIVM_BEGIN_TARGET(name) QIVM_PRAGMA(GCC push_options) QIVM_PRAGMA(GCC target(name))
 #define QIVM_END_TARGET QIVM_PRAGMA(GCC pop_options)
-// The MMX extensions without the SSE registers, which the processors of this class may lack.
-#define QIVM_EXTENDED_MMX "mmx,3dnowa"
 #endif

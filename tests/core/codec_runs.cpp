@@ -21,7 +21,7 @@ Compressor::Compressor(ClientFormat format, int width, int height, const Process
     : format_(format), width_(width), height_(height), context_(new CompressorContext) {
   EXPECT_TRUE(context_->Begin(CompressedHeader(width, height),
                               UncompressedHeader(format, width, height), processor));
-  EXPECT_EQ(context_->HasWorker(), processor.count > 1);
+  EXPECT_EQ(context_->Threads(), processor.ThreadsFor(width / 16, height / 16));
 }
 
 Bytes Compressor::Encode(const Bytes& bitmap, std::uint32_t quality, Order order) {
@@ -37,9 +37,9 @@ Bytes Compressor::Encode(const Bytes& bitmap, std::uint32_t quality, Order order
   std::uint32_t flags = 0x1000;
   const CompressFrame frame = {&outputFormat, output.Data(), &inputFormat,
                                input.Data(),  &flags,        quality};
-  const bool sound =
+  const FrameOutcome outcome =
       order == Order::plain ? context_->EncodeFrame(frame) : context_->EncodeFrameShifted(frame);
-  EXPECT_TRUE(sound);
+  EXPECT_EQ(outcome, FrameOutcome::done);
   EXPECT_EQ(flags, 0x1010U);
   EXPECT_EQ(outputFormat.biPlanes, 1);
   EXPECT_EQ(outputFormat.biClrUsed, 0U);
@@ -55,7 +55,7 @@ Bytes Compressor::Encode(const Bytes& bitmap, std::uint32_t quality, Order order
 Decompressor::Decompressor(ClientFormat format, int width, int height, const Processor& processor)
     : format_(format), width_(width), height_(height), context_(new DecompressorContext) {
   EXPECT_TRUE(context_->Begin(UncompressedHeader(format, width, height), processor));
-  EXPECT_EQ(context_->HasWorker(), processor.count > 1);
+  EXPECT_EQ(context_->Threads(), processor.ThreadsFor(width / 16, height / 16));
 }
 
 Bytes Decompressor::Decode(const Bytes& stream, const Bytes& before, Order order) {
@@ -65,7 +65,7 @@ Bytes Decompressor::Decode(const Bytes& stream, const Bytes& before, Order order
   const BitmapInfoHeader inputFormat = CompressedHeader(width_, height_, stream.size());
   BitmapInfoHeader outputFormat = UncompressedHeader(format_, width_, height_);
   const DecompressFrame frame = {&inputFormat, input.Data(), &outputFormat, output.Data()};
-  sound_ =
+  outcome_ =
       order == Order::plain ? context_->DecodeFrame(frame) : context_->DecodeFrameShifted(frame);
   return {output.Bytes().begin(), output.Bytes().end()};
 }

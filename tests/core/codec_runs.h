@@ -5,19 +5,16 @@
 
 #include "decoder/decompressor_context.h"
 #include "encoder/compressor_context.h"
-#include "tests/core/kernel_variants.h"
+#include "kernels/processor.h"
 #include "tests/support/client_pictures.h"
 
 /// Whole frames through the codec's contexts, in buffers that end where memory ends. What a context
 /// must only read is write-protected while it does.
 namespace qivm::test {
 
-/// One processor, or two: with a worker.
-constexpr Processor OneProcessor(const KernelVariant& kernels = kPlainKernels) {
-  return {kernels.cpuClass, 1, kernels.avx2};
-}
-constexpr Processor TwoProcessors(const KernelVariant& kernels = kPlainKernels) {
-  return {kernels.cpuClass, 2, kernels.avx2};
+/// A machine on which a thread is woken for every row of the smallest picture.
+constexpr Processor Processors(unsigned count, KernelTier tier = KernelTier::plain) {
+  return {tier, count, 1};
 }
 
 enum class Order : std::uint8_t { plain, shifted };
@@ -50,8 +47,8 @@ class Decompressor {
   Bytes Decode(const Bytes& stream, const Bytes& before, Order order = Order::plain);
   /// The same over Background().
   Bytes Decode(const Bytes& stream, Order order = Order::plain);
-  /// What the last frame's call returned.
-  bool Sound() const { return sound_; }
+  /// What became of the last frame.
+  FrameOutcome Outcome() const { return outcome_; }
 
   DecompressorContext& Context() { return *context_; }
 
@@ -59,7 +56,7 @@ class Decompressor {
   ClientFormat format_;
   int width_;
   int height_;
-  bool sound_ = false;
+  FrameOutcome outcome_ = FrameOutcome::refused;
   std::unique_ptr<DecompressorContext> context_;
 };
 

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/core/codec_runs.h"
-#include "tests/core/cpu_classes.h"
 #include "tests/support/model_codec.h"
 
 namespace qivm::test {
@@ -24,10 +23,10 @@ std::vector<StartCode> StartCodesOf(const Bytes& stream) {
   return codes;
 }
 
-/// With one processor and with two.
+/// On one thread and on several.
 class CompressorContextTest : public testing::TestWithParam<unsigned> {
  protected:
-  Processor Here() const { return {CpuClass::plain, GetParam()}; }
+  Processor Here() const { return Processors(GetParam()); }
   bool Begins(int width, int height) const {
     CompressorContext context;
     BitmapInfoHeader input = UncompressedHeader(ClientFormat::yuy2, 16, 16);
@@ -43,6 +42,8 @@ TEST_P(CompressorContextTest, Sizes) {
   EXPECT_TRUE(Begins(16, 16));
   EXPECT_TRUE(Begins(2048, 2048));
   EXPECT_FALSE(Begins(722, 480));
+  EXPECT_FALSE(Begins(8, 16));
+  EXPECT_FALSE(Begins(16, 8));
   EXPECT_FALSE(Begins(720, 482));
   EXPECT_FALSE(Begins(2064, 2048));
   EXPECT_FALSE(Begins(2048, 2064));
@@ -143,7 +144,8 @@ TEST_P(CompressorContextTest, FlagsMayBeMissing) {
   ASSERT_TRUE(context.Begin(output, input, Here()));
   const Bytes bitmap = NaturalBitmap(ClientFormat::yuy2, 16, 16, 2);
   Bytes stream(16 * 16 * 3);
-  EXPECT_TRUE(context.EncodeFrame({&output, stream.data(), &input, bitmap.data(), nullptr, 8000}));
+  EXPECT_EQ(context.EncodeFrame({&output, stream.data(), &input, bitmap.data(), nullptr, 8000}),
+            FrameOutcome::done);
   EXPECT_GT(output.biSizeImage, 0U);
 }
 
@@ -191,11 +193,13 @@ TEST_P(CompressorContextTest, FrameInAnotherFormatIsRefused) {
                                         UncompressedHeader(ClientFormat::yuy2, 32, 48),
                                         UncompressedHeader(ClientFormat::uyvy, 32, 32),
                                         UncompressedHeader(ClientFormat::rgb32, 32, 32)}) {
-    EXPECT_FALSE(
-        context.EncodeFrame({&output, stream.data(), &other, bitmap.data(), nullptr, 8000}));
+    const CompressFrame frame = {&output, stream.data(), &other, bitmap.data(), nullptr, 8000};
+    EXPECT_EQ(context.EncodeFrame(frame), FrameOutcome::refused);
+    EXPECT_EQ(context.EncodeFrameShifted(frame), FrameOutcome::refused);
     EXPECT_EQ(stream, untouched);
   }
-  EXPECT_TRUE(context.EncodeFrame({&output, stream.data(), &begun, bitmap.data(), nullptr, 8000}));
+  EXPECT_EQ(context.EncodeFrame({&output, stream.data(), &begun, bitmap.data(), nullptr, 8000}),
+            FrameOutcome::done);
 }
 
 TEST_P(CompressorContextTest, BeginsAgainAfterEndAndWithoutIt) {
@@ -205,33 +209,39 @@ TEST_P(CompressorContextTest, BeginsAgainAfterEndAndWithoutIt) {
   for (int round = 0; round < 4; ++round) {
     if (round % 2 == 0) {
       compressor.Context().End();
-      EXPECT_FALSE(compressor.Context().HasWorker());
+      EXPECT_EQ(compressor.Context().Threads(), 1U);
       compressor.Context().End();
     }
     ASSERT_TRUE(compressor.Context().Begin(CompressedHeader(48, 80),
                                            UncompressedHeader(ClientFormat::yuy2, 48, 80), Here()));
-    EXPECT_EQ(compressor.Context().HasWorker(), GetParam() > 1);
+    EXPECT_EQ(compressor.Context().Threads(), std::min(GetParam(), 5U));
     EXPECT_TRUE(compressor.Encode(bitmap, 7000) == expected);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Processors, CompressorContextTest, testing::Values(1U, 2U, 64U),
+INSTANTIATE_TEST_SUITE_P(Processors, CompressorContextTest, testing::Values(1U, 2U, 3U, 64U),
                          [](const testing::TestParamInfo<unsigned>& count) {
                            return std::to_string(count.param);
                          });
 
-// Two threads give the same slices as one. Between the two parts there are 0 to 12 zero bytes, so
-// that the second begins at a multiple of 16; the first has the extra row of an odd count.
+// Machines with several processors give the same slices as one with a single processor. Between the
+// two parts there are 0 to 12 zero bytes, so that the second begins at a multiple of 16; the first
+// has the extra row of an odd count.
 TEST(TwoPartFrames, SameSlicesAsOnePart) {
   for (const int rows : {1, 2, 3, 4, 5, 8, 9}) {
     const int height = 16 * rows;
     const Bytes bitmap = NaturalBitmap(ClientFormat::yuy2, 64, height, 6);
-    Compressor one(ClientFormat::yuy2, 64, height, OneProcessor());
-    Compressor two(ClientFormat::yuy2, 64, height, TwoProcessors());
+    Compressor one(ClientFormat::yuy2, 64, height, Processors(1));
+    Compressor two(ClientFormat::yuy2, 64, height, Processors(2));
+    Compressor eight(ClientFormat::yuy2, 64, height, Processors(8));
+    // Too small to wake anybody for, on a machine with two processors all the same.
+    Compressor alone(ClientFormat::yuy2, 64, height, {KernelTier::plain, 2, 1000});
     std::array<bool, 4> gapsSeen = {};
     for (std::uint32_t quality = 0; quality <= 10000; quality += 500) {
       const Bytes single = one.Encode(bitmap, quality);
       const Bytes joined = two.Encode(bitmap, quality);
+      EXPECT_TRUE(eight.Encode(bitmap, quality) == joined);
+      EXPECT_TRUE(alone.Encode(bitmap, quality) == joined);
       const std::vector<StartCode> singleCodes = StartCodesOf(single);
       const std::vector<StartCode> joinedCodes = StartCodesOf(joined);
       ASSERT_EQ(singleCodes.size(), joinedCodes.size());
@@ -254,7 +264,7 @@ TEST(TwoPartFrames, SameSlicesAsOnePart) {
 }
 
 TEST(QualityValues, ChangeTheSliceHeadersAndCoefficientsOnly) {
-  Compressor compressor(ClientFormat::yuy2, 64, 64, OneProcessor());
+  Compressor compressor(ClientFormat::yuy2, 64, 64, Processors(1));
   const Bytes bitmap = NaturalBitmap(ClientFormat::yuy2, 64, 64, 6);
   const Bytes fine = compressor.Encode(bitmap, 10000);
   const Bytes coarse = compressor.Encode(bitmap, 0);

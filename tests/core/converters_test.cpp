@@ -1,13 +1,11 @@
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <memory>
 
 #include "kernels/input_converter.h"
 #include "kernels/output_converter.h"
-#include "kernels/transform_tables.h"
-#include "tests/core/codec_runs.h"
-#include "tests/core/cpu_classes.h"
-#include "tests/core/kernel_record.h"
-#include "tests/support/reference_tables.h"
+#include "tests/core/kernel_tiers.h"
+#include "tests/support/client_pictures.h"
 
 namespace qivm::test {
 
@@ -21,26 +19,33 @@ PictureParameters Sequence(int width, int chromaFormat) {
   return parameters;
 }
 
-std::unique_ptr<OutputConverter> OutputConverterFor(ClientFormat format, CpuClass cpuClass) {
-  if (IsRgb(format)) {
-    return std::make_unique<RgbOutputConverter>(Processor{cpuClass});
+class ConvertersTest : public TierTest {
+ protected:
+  std::unique_ptr<OutputConverter> OutputConverterFor(ClientFormat format) const {
+    if (IsRgb(format)) {
+      return std::make_unique<RgbOutputConverter>(kernels_);
+    }
+    return std::make_unique<PackedYuvOutputConverter>(kernels_);
   }
-  return std::make_unique<PackedYuvOutputConverter>(Processor{cpuClass});
-}
-
-std::unique_ptr<InputConverter> InputConverterFor(ClientFormat format, CpuClass cpuClass) {
-  if (IsRgb(format)) {
-    return std::make_unique<RgbInputConverter>(Processor{cpuClass});
+  std::unique_ptr<InputConverter> InputConverterFor(ClientFormat format) const {
+    if (IsRgb(format)) {
+      return std::make_unique<RgbInputConverter>(kernels_);
+    }
+    return std::make_unique<PackedYuvInputConverter>(kernels_);
   }
-  return std::make_unique<PackedYuvInputConverter>(Processor{cpuClass});
-}
 
-class ConvertersTest : public testing::TestWithParam<CpuClass> {};
+  const KernelSet kernels_ = KernelsFor(GetParam());
+};
+
+/// Bytes that no converter writes.
+Bytes Background(ClientFormat format, int width, int height) {
+  return NoiseBitmap(format, width, height, 5);
+}
 
 TEST_P(ConvertersTest, OutputFormats) {
   const PictureParameters sequence = Sequence(64, 2);
-  RgbOutputConverter rgb({GetParam()});
-  PackedYuvOutputConverter yuv({GetParam()});
+  RgbOutputConverter rgb(kernels_);
+  PackedYuvOutputConverter yuv(kernels_);
   for (const ClientFormat format : kInputFormats) {
     const BitmapInfoHeader header = UncompressedHeader(format, 64, 64);
     for (const PictureParameters* described :
@@ -57,7 +62,7 @@ TEST_P(ConvertersTest, OutputFormats) {
 
 TEST_P(ConvertersTest, OutputNeedsTheSameMacroblockColumns) {
   for (const ClientFormat format : kOutputFormats) {
-    const auto converter = OutputConverterFor(format, GetParam());
+    const auto converter = OutputConverterFor(format);
     const BitmapInfoHeader header = UncompressedHeader(format, 720, 64);
     const PictureParameters same = Sequence(720, 2);
     const PictureParameters partial = Sequence(735, 2);
@@ -74,14 +79,13 @@ TEST_P(ConvertersTest, OutputNeedsTheSameMacroblockColumns) {
 TEST_P(ConvertersTest, ChromaFormats) {
   for (const ClientFormat format : kOutputFormats) {
     for (int chromaFormat = 0; chromaFormat <= 4; ++chromaFormat) {
-      const auto converter = OutputConverterFor(format, GetParam());
+      const auto converter = OutputConverterFor(format);
       const PictureParameters sequence = Sequence(16, chromaFormat);
       EXPECT_EQ(converter->Init(UncompressedHeader(format, 16, 16), &sequence),
                 chromaFormat >= 1 && chromaFormat <= 3);
       Bytes bitmap = Background(format, 16, 16);
       converter->SetBuffer(bitmap.data());
       MacroblockRecord record;
-      record.parameters = sequence;
       converter->ConvertMacroblock(record);
       EXPECT_EQ(bitmap != Background(format, 16, 16), chromaFormat == 2) << chromaFormat;
     }
@@ -94,11 +98,10 @@ TEST_P(ConvertersTest, WithoutASequenceNothingIsWritten) {
   const PictureParameters sequence = Sequence(16, 2);
   const PictureParameters other = Sequence(32, 2);
   for (const ClientFormat format : kOutputFormats) {
-    const auto converter = OutputConverterFor(format, GetParam());
+    const auto converter = OutputConverterFor(format);
     const BitmapInfoHeader header = UncompressedHeader(format, 16, 16);
     Bytes bitmap = Background(format, 16, 16);
     MacroblockRecord record;
-    record.parameters = sequence;
     const auto writes = [&] {
       bitmap = Background(format, 16, 16);
       converter->SetBuffer(bitmap.data());
@@ -118,12 +121,11 @@ TEST_P(ConvertersTest, WithoutASequenceNothingIsWritten) {
 TEST_P(ConvertersTest, MacroblocksOutsideTheBitmapAreDropped) {
   const PictureParameters sequence = Sequence(48, 2);
   for (const ClientFormat format : kOutputFormats) {
-    const auto converter = OutputConverterFor(format, GetParam());
+    const auto converter = OutputConverterFor(format);
     ASSERT_TRUE(converter->Init(UncompressedHeader(format, 48, 40), &sequence));
     Bytes bitmap = Background(format, 48, 40);
     converter->SetBuffer(bitmap.data());
     MacroblockRecord record;
-    record.parameters = sequence;
     for (const auto& [column, row] :
          {std::pair{3, 0}, std::pair{0, 2}, std::pair{-1, 0}, std::pair{0, -1}, std::pair{44, 1},
           std::pair{1, 174}, std::pair{32767, 32767}, std::pair{-32768, -32768}}) {
@@ -139,32 +141,29 @@ TEST_P(ConvertersTest, MacroblocksOutsideTheBitmapAreDropped) {
   }
 }
 
-// The arrangement follows either flag; the kernels themselves are compared elsewhere.
-TEST_P(ConvertersTest, FrameKernelForEitherFlag) {
+// The kernels themselves are compared elsewhere.
+TEST_P(ConvertersTest, ArrangementOfEachMacroblock) {
   const PictureParameters sequence = Sequence(16, 2);
-  PackedYuvOutputConverter converter({GetParam()});
+  PackedYuvOutputConverter converter(kernels_);
   ASSERT_TRUE(converter.Init(UncompressedHeader(ClientFormat::y16, 16, 16), &sequence));
   MacroblockRecord record;
-  record.parameters = sequence;
   // Luminance 1 in the upper blocks, 2 in the lower ones.
-  std::fill_n(record.coefficients.begin(), 2 * 64, std::int16_t{1});
-  std::fill_n(record.coefficients.begin() + 2 * 64, 2 * 64, std::int16_t{2});
-  for (int flags = 0; flags < 4; ++flags) {
-    record.parameters.framePredFrameDct = static_cast<std::uint8_t>(flags & 1);
-    record.parameters.frameDct = static_cast<std::uint8_t>(flags >> 1);
+  std::fill_n(record.Block(0), 2 * 64, std::int16_t{1});
+  std::fill_n(record.Block(2), 2 * 64, std::int16_t{2});
+  for (const bool frameDct : {false, true}) {
+    record.frameDct = frameDct;
     Bytes bitmap(16 * 16 * 2);
     converter.SetBuffer(bitmap.data());
     converter.ConvertMacroblock(record);
     for (std::size_t row = 0; row < 16; ++row) {
-      const std::size_t expected = flags == 0 ? 1 + row % 2 : 1 + row / 8;
-      EXPECT_EQ(bitmap[32 * row], expected) << "flags " << flags << " row " << row;
+      EXPECT_EQ(bitmap[32 * row], frameDct ? 1 + row / 8 : 1 + row % 2) << "row " << row;
     }
   }
 }
 
 TEST_P(ConvertersTest, InputFormatsAndSizes) {
-  RgbInputConverter rgb({GetParam()});
-  PackedYuvInputConverter yuv({GetParam()});
+  RgbInputConverter rgb(kernels_);
+  PackedYuvInputConverter yuv(kernels_);
   for (const ClientFormat format : kInputFormats) {
     EXPECT_EQ(rgb.Init(UncompressedHeader(format, 64, 64)), IsRgb(format));
     EXPECT_EQ(yuv.Init(UncompressedHeader(format, 64, 64)), !IsRgb(format));
@@ -173,92 +172,54 @@ TEST_P(ConvertersTest, InputFormatsAndSizes) {
       BitmapInfoHeader header = UncompressedHeader(format, 64, 64);
       header.biWidth = width;
       header.biHeight = height;
-      EXPECT_FALSE(InputConverterFor(format, GetParam())->Init(header));
-      EXPECT_FALSE(OutputConverterFor(format, GetParam())->Init(header, nullptr));
+      EXPECT_FALSE(InputConverterFor(format)->Init(header));
+      EXPECT_FALSE(OutputConverterFor(format)->Init(header, nullptr));
     }
   }
 }
 
-// Every macroblock of a bitmap is fetched from, and goes to, its own place.
+// Every macroblock of a bitmap is fetched from, and goes to, its own place: in a shifted bitmap one
+// line further down, the last line on top.
 TEST_P(ConvertersTest, Places) {
   constexpr int kWidth = 80;
   constexpr int kHeight = 48;
   const PictureParameters sequence = Sequence(kWidth, 2);
   for (const ClientFormat format : kOutputFormats) {
-    const Bytes source = NoiseBitmap(format, kWidth, kHeight, 7);
-    const Planes planes = PlanesOf(format, kWidth, kHeight, source);
-    const auto input = InputConverterFor(format, GetParam());
-    const auto output = OutputConverterFor(format, GetParam());
-    ASSERT_TRUE(input->Init(UncompressedHeader(format, kWidth, kHeight)));
-    ASSERT_TRUE(output->Init(UncompressedHeader(format, kWidth, kHeight), &sequence));
-    Bytes target = Background(format, kWidth, kHeight);
-    input->SetBuffer(source.data());
-    output->SetBuffer(target.data());
-    MacroblockRecord record;
-    record.parameters = sequence;
-    for (int row = 0; row < kHeight / 16; ++row) {
-      for (int column = 0; column < kWidth / 16; ++column) {
-        record.column = static_cast<std::int16_t>(column);
-        record.row = static_cast<std::int16_t>(row);
-        input->ConvertMacroblock(record);
-        EXPECT_EQ(record.Block(0)[0], planes.At(Component::luma, 16 * column, 16 * row));
-        EXPECT_EQ(record.Block(7)[63], planes.At(Component::cr, 8 * column + 7, 16 * row + 15));
-        output->ConvertMacroblock(record);
+    const Bytes picture = NoiseBitmap(format, kWidth, kHeight, 7);
+    const Planes planes = PlanesOf(format, kWidth, kHeight, picture);
+    for (const LineOrder order : {LineOrder::plain, LineOrder::shifted}) {
+      const auto inOrder = [&](const Bytes& bitmap) {
+        return order == LineOrder::plain ? bitmap : RotatedRows(format, kWidth, kHeight, bitmap, 1);
+      };
+      const Bytes source = inOrder(picture);
+      const auto input = InputConverterFor(format);
+      const auto output = OutputConverterFor(format);
+      ASSERT_TRUE(input->Init(UncompressedHeader(format, kWidth, kHeight)));
+      ASSERT_TRUE(output->Init(UncompressedHeader(format, kWidth, kHeight), &sequence));
+      Bytes target = inOrder(Background(format, kWidth, kHeight));
+      input->SetBuffer(source.data(), order);
+      output->SetBuffer(target.data(), order);
+      MacroblockRecord record;
+      for (int row = 0; row < kHeight / 16; ++row) {
+        EXPECT_TRUE(output->Shows(row));
+        for (int column = 0; column < kWidth / 16; ++column) {
+          record.column = static_cast<std::int16_t>(column);
+          record.row = static_cast<std::int16_t>(row);
+          input->ConvertMacroblock(record);
+          EXPECT_EQ(record.Block(0)[0], planes.At(Component::luma, 16 * column, 16 * row));
+          EXPECT_EQ(record.Block(7)[63], planes.At(Component::cr, 8 * column + 7, 16 * row + 15));
+          output->ConvertMacroblock(record);
+        }
       }
+      EXPECT_FALSE(output->Shows(kHeight / 16));
+      Bytes expected = Background(format, kWidth, kHeight);
+      Draw(planes, format, expected);
+      EXPECT_TRUE(target == inOrder(expected)) << FormatName(format);
     }
-    Bytes expected = Background(format, kWidth, kHeight);
-    Draw(planes, format, expected);
-    EXPECT_TRUE(target == expected) << FormatName(format);
   }
 }
 
-TEST_P(ConvertersTest, DecoderTransformRunsItsKernelsInOrder) {
-  DecoderTransformTable table;
-  ASSERT_TRUE(table.Setup({GetParam()}));
-  Random random(141);
-  for (const int alternateScan : {0, 1}) {
-    KernelRecord record(8);
-    record.Randomise(random, Spread::small);
-    record.Record().parameters.alternateScan = static_cast<std::uint8_t>(alternateScan);
-    record.Record().parameters.qScaleType = 1;
-    record.Record().parameters.quantiserScaleCode = 13;
-    const Block before = record.Get(6);
-    table.Run(record.Record());
-    Block expected =
-        ReferenceUnscanned(before, alternateScan != 0 ? kReferenceAlternate : kReferenceZigzag);
-    for (std::size_t i = 1; i < 64; ++i) {
-      expected[i] = ReferenceDequantise(expected[i], kReferenceMatrix[i], 18);
-    }
-    ReferenceIdct(expected);
-    EXPECT_EQ(record.Get(6), expected);
-  }
-}
-
-TEST_P(ConvertersTest, EncoderTransformRunsItsKernelsInOrder) {
-  EncoderTransformTable table;
-  ASSERT_TRUE(table.Setup({GetParam()}));
-  Random random(142);
-  for (const int alternateScan : {0, 1}) {
-    KernelRecord record(8);
-    for (std::int16_t& sample : record.Record().coefficients) {
-      sample = random.Byte();
-    }
-    record.Record().parameters.alternateScan = static_cast<std::uint8_t>(alternateScan);
-    record.Record().parameters.qScaleType = 0;
-    record.Record().parameters.quantiserScaleCode = 16;
-    Block expected = record.Get(2);
-    table.Run(record.Record());
-    ReferenceFdct(expected);
-    for (std::size_t i = 1; i < 64; ++i) {
-      expected[i] = ReferenceQuantise(expected[i], kReferenceMatrix[i], 22);
-    }
-    expected =
-        ReferenceScanned(expected, alternateScan != 0 ? kReferenceAlternate : kReferenceZigzag);
-    EXPECT_EQ(record.Get(2), expected);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(AllClasses, ConvertersTest, testing::ValuesIn(kCpuClasses), CpuClassName);
+INSTANTIATE_TEST_SUITE_P(AllTiers, ConvertersTest, testing::ValuesIn(RunnableTiers()), TierName);
 
 }  // namespace
 

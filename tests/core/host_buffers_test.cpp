@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "tests/core/codec_runs.h"
-#include "tests/core/cpu_classes.h"
+#include "tests/core/kernel_tiers.h"
 
 namespace qivm::test {
 
@@ -32,12 +32,12 @@ class BufferAt {
   std::size_t offset_;
 };
 
-class HostBuffersTest : public testing::TestWithParam<KernelVariant> {};
+class HostBuffersTest : public TierTest {};
 
 TEST_P(HostBuffersTest, AddressesChangeNothing) {
   for (const ClientFormat format : kInputFormats) {
     for (const unsigned processors : {1U, 2U}) {
-      const Processor processor = {GetParam().cpuClass, processors, GetParam().avx2};
+      const Processor processor = Processors(processors, GetParam());
       CompressorContext compressor;
       ASSERT_TRUE(compressor.Begin(CompressedHeader(kWidth, kHeight),
                                    UncompressedHeader(format, kWidth, kHeight), processor));
@@ -55,8 +55,9 @@ TEST_P(HostBuffersTest, AddressesChangeNothing) {
         std::copy(bitmap.begin(), bitmap.end(), input.Data());
         const BitmapInfoHeader inputFormat = UncompressedHeader(format, kWidth, kHeight);
         BitmapInfoHeader outputFormat = CompressedHeader(kWidth, kHeight);
-        ASSERT_TRUE(compressor.EncodeFrame(
-            {&outputFormat, output.Data(), &inputFormat, input.Data(), nullptr, 6000}));
+        ASSERT_EQ(compressor.EncodeFrame(
+                      {&outputFormat, output.Data(), &inputFormat, input.Data(), nullptr, 6000}),
+                  FrameOutcome::done);
         ASSERT_EQ(Bytes(output.Data(), output.Data() + outputFormat.biSizeImage), firstStream)
             << FormatName(format) << " offset " << offset;
         ASSERT_TRUE(std::equal(bitmap.begin(), bitmap.end(), input.Data()));
@@ -68,8 +69,9 @@ TEST_P(HostBuffersTest, AddressesChangeNothing) {
         std::copy(background.begin(), background.end(), target.Data());
         const BitmapInfoHeader frameFormat = CompressedHeader(kWidth, kHeight, firstStream.size());
         BitmapInfoHeader targetFormat = UncompressedHeader(shown, kWidth, kHeight);
-        ASSERT_TRUE(
-            decompressor.DecodeFrame({&frameFormat, frame.Data(), &targetFormat, target.Data()}));
+        ASSERT_EQ(
+            decompressor.DecodeFrame({&frameFormat, frame.Data(), &targetFormat, target.Data()}),
+            FrameOutcome::done);
         ASSERT_EQ(Bytes(target.Data(), target.Data() + firstBitmap.size()), firstBitmap)
             << FormatName(format) << " offset " << offset;
         ASSERT_TRUE(std::equal(firstStream.begin(), firstStream.end(), frame.Data()));
@@ -78,21 +80,20 @@ TEST_P(HostBuffersTest, AddressesChangeNothing) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllClasses, HostBuffersTest, testing::ValuesIn(KernelVariants()),
-                         KernelVariantName);
+INSTANTIATE_TEST_SUITE_P(Tiers, HostBuffersTest, testing::ValuesIn(RunnableTiers()), TierName);
 
-// Two instances, each used from a thread of its own and each with a worker, disturb each other in
-// nothing.
+// Instances, each used from a thread of its own and some with a crew of their own, disturb each
+// other in nothing.
 TEST(TwoInstances, GiveTheBytesOfOne) {
   const Bytes bitmap = NaturalBitmap(ClientFormat::rgb32, 160, 144, 192);
   const Bytes stream =
-      Compressor(ClientFormat::rgb32, 160, 144, OneProcessor()).Encode(bitmap, 9500);
+      Compressor(ClientFormat::rgb32, 160, 144, Processors(1)).Encode(bitmap, 9500);
   const Bytes joined =
-      Compressor(ClientFormat::rgb32, 160, 144, TwoProcessors()).Encode(bitmap, 9500);
-  const Bytes decoded = Decompressor(ClientFormat::uyvy, 160, 144, OneProcessor()).Decode(stream);
+      Compressor(ClientFormat::rgb32, 160, 144, Processors(2)).Encode(bitmap, 9500);
+  const Bytes decoded = Decompressor(ClientFormat::uyvy, 160, 144, Processors(1)).Decode(stream);
   const auto work = [&](unsigned processors, int* failures) {
-    Compressor compressor(ClientFormat::rgb32, 160, 144, {CpuClass::plain, processors});
-    Decompressor decompressor(ClientFormat::uyvy, 160, 144, {CpuClass::plain, processors});
+    Compressor compressor(ClientFormat::rgb32, 160, 144, Processors(processors));
+    Decompressor decompressor(ClientFormat::uyvy, 160, 144, Processors(processors));
     for (int round = 0; round < 30; ++round) {
       *failures += compressor.Encode(bitmap, 9500) == (processors > 1 ? joined : stream) ? 0 : 1;
       *failures += decompressor.Decode(joined) == decoded ? 0 : 1;

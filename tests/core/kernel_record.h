@@ -2,16 +2,27 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <memory>
+#include <numbers>
+#include <vector>
 
+#include "kernels/kernel_set.h"
 #include "mpeg2/macroblock_record.h"
-#include "tests/core/kernel_variants.h"
+#include "tests/core/kernel_tiers.h"
 #include "tests/support/random.h"
 #include "tests/support/reference_kernels.h"
 
 namespace qivm::test {
+
+/// The tiers whose kernels must give the same bits as the plain ones.
+inline std::vector<KernelTier> VectorTiers() {
+  std::vector<KernelTier> tiers = RunnableTiers();
+  std::erase(tiers, KernelTier::plain);
+  return tiers;
+}
 
 /// How large the random values of a block are.
 enum class Spread : std::uint8_t { small, level, extreme, full };
@@ -32,63 +43,78 @@ inline std::int16_t RandomCoefficient(Random& random, Spread spread) {
   return random.Word();
 }
 
-/// A record between guard bytes, for kernels that must change nothing but the blocks they are told
-/// of.
+/// The blocks of a macroblock, each in raster order.
+using Blocks = std::array<Block, MacroblockRecord::kBlocks>;
+
+/// A record between guard bytes, for kernels that must change nothing but its values.
 class KernelRecord {
  public:
-  explicit KernelRecord(int blockCount) {
-    storage_->record.blockCount = static_cast<std::int16_t>(blockCount);
+  KernelRecord() {
     storage_->before.fill(kGuard);
     storage_->after.fill(kGuard);
+    Record().column = kColumn;
+    Record().row = kRow;
+    Record().frameDct = true;
   }
 
   MacroblockRecord& Record() { return storage_->record; }
-  Block Get(int index) {
-    Block block = {};
-    const auto values = Record().Block(index);
-    std::copy(values.begin(), values.end(), block.begin());
-    return block;
+
+  Blocks Samples() {
+    Blocks blocks;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      std::copy_n(Record().Block(i), MacroblockRecord::kBlockSize, blocks[i].begin());
+    }
+    return blocks;
   }
-  void Set(int index, const Block& block) {
-    std::copy(block.begin(), block.end(), Record().Block(index).begin());
+  void SetSamples(const Blocks& blocks) {
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      std::copy(blocks[i].begin(), blocks[i].end(), Record().Block(i));
+    }
   }
-  /// Fills every block, those behind blockCount included.
-  void Randomise(Random& random, Spread spread) {
-    for (std::int16_t& value : Record().coefficients) {
-      value = RandomCoefficient(random, spread);
+  Blocks Coefficients() {
+    Blocks blocks;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      for (std::size_t position = 0; position < blocks[i].size(); ++position) {
+        blocks[i][position] = Record().Column(i, position % 8)[position / 8];
+      }
+    }
+    return blocks;
+  }
+  void SetCoefficients(const Blocks& blocks) {
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      for (std::size_t position = 0; position < blocks[i].size(); ++position) {
+        Record().Column(i, position % 8)[position / 8] = blocks[i][position];
+      }
     }
   }
 
-  /// Runs a kernel and expects every block to become `reference(block, index)`, and everything
-  /// else to stay.
-  template <typename Reference>
-  void ExpectKernel(MacroblockKernel kernel, Reference reference) {
-    const auto before = std::make_unique<Storage>(*storage_);
+  /// What the kernel makes of these samples.
+  Blocks Fdct(MacroblockKernel kernel, const Blocks& samples) {
+    SetSamples(samples);
     kernel(Record());
-    for (int index = 0; index < Record().blockCount; ++index) {
-      Block expected = {};
-      const auto values = before->record.Block(index);
-      std::copy(values.begin(), values.end(), expected.begin());
-      reference(expected, index);
-      ASSERT_EQ(Get(index), expected) << "block " << index;
-    }
-    const std::size_t used = static_cast<std::size_t>(Record().blockCount) * 64;
-    for (std::size_t i = used; i < Record().coefficients.size(); ++i) {
-      ASSERT_EQ(Record().coefficients[i], before->record.coefficients[i]) << "beyond the blocks";
-    }
-    EXPECT_EQ(Record().intraMatrixLuma, before->record.intraMatrixLuma);
-    EXPECT_EQ(Record().intraMatrixChroma, before->record.intraMatrixChroma);
-    EXPECT_EQ(Record().blockCount, before->record.blockCount);
-    EXPECT_EQ(Record().column, before->record.column);
-    EXPECT_EQ(Record().row, before->record.row);
-    EXPECT_EQ(Record().parameters.quantiserScaleCode, before->record.parameters.quantiserScaleCode);
-    EXPECT_EQ(Record().parameters.qScaleType, before->record.parameters.qScaleType);
-    EXPECT_EQ(storage_->before, before->before);
-    EXPECT_EQ(storage_->after, before->after);
+    return Coefficients();
+  }
+  /// What the kernel makes of these coefficients.
+  Blocks Idct(MacroblockKernel kernel, const Blocks& coefficients) {
+    SetCoefficients(coefficients);
+    kernel(Record());
+    return Samples();
+  }
+
+  /// Expects that nothing but the values has changed since the record was made.
+  void ExpectTheRestUnchanged() {
+    EXPECT_EQ(Record().column, kColumn);
+    EXPECT_EQ(Record().row, kRow);
+    EXPECT_TRUE(Record().frameDct);
+    const auto isGuard = [](std::uint8_t byte) { return byte == kGuard; };
+    EXPECT_TRUE(std::all_of(storage_->before.begin(), storage_->before.end(), isGuard));
+    EXPECT_TRUE(std::all_of(storage_->after.begin(), storage_->after.end(), isGuard));
   }
 
  private:
   static constexpr std::uint8_t kGuard = 0xA5;
+  static constexpr std::int16_t kColumn = 0x1234;
+  static constexpr std::int16_t kRow = -0x1234;
 
   struct Storage {
     std::array<std::uint8_t, 256> before = {};
@@ -99,27 +125,21 @@ class KernelRecord {
   std::unique_ptr<Storage> storage_ = std::make_unique<Storage>();
 };
 
-/// Runs the same kernel of a variant and of the plain one on random macroblocks and expects the
-/// same bits.
-template <MacroblockKernel KernelSet::*kKernel>
-void ExpectSameAsPlain(const KernelVariant& variant, std::uint64_t seed) {
-  const MacroblockKernel kernel = KernelsFor(variant).*kKernel;
-  const MacroblockKernel plain = KernelsFor(kPlainKernels).*kKernel;
-  Random random(seed);
-  constexpr int kRounds = 4000;
-  for (int round = 0; round < kRounds; ++round) {
-    constexpr std::array<int, 3> kBlockCounts = {6, 8, 12};
-    KernelRecord mine(kBlockCounts[random.Below(3)]);
-    mine.Randomise(random, kSpreads[random.Below(4)]);
-    MacroblockRecord& record = mine.Record();
-    record.parameters.qScaleType = static_cast<std::uint8_t>(random.Below(2));
-    record.parameters.quantiserScaleCode = static_cast<std::uint8_t>(random.Between(1, 31));
-    KernelRecord theirs(record.blockCount);
-    theirs.Record() = record;
-    kernel(record);
-    plain(theirs.Record());
-    ASSERT_EQ(record.coefficients, theirs.Record().coefficients) << "round " << round;
+/// Blocks of which every value is made by make().
+template <typename Make>
+Blocks BlocksOf(Make make) {
+  Blocks blocks;
+  for (Block& block : blocks) {
+    std::generate(block.begin(), block.end(), make);
   }
+  return blocks;
+}
+
+/// One dimension of the exact transform (Annex A): what frequency `k` has of the value at `n`.
+inline double BasisOf(std::size_t k, std::size_t n) {
+  const double scale = k == 0 ? std::sqrt(0.125) : 0.5;
+  return scale * std::cos((2.0 * static_cast<double>(n) + 1) * static_cast<double>(k) *
+                          std::numbers::pi / 16);
 }
 
 }  // namespace qivm::test

@@ -67,14 +67,14 @@ int LenientDcDifference(BitCursor& cursor, Component component) {
 LenientMacroblock LenientSlice::Next() {
   LenientMacroblock macroblock;
   cursor_.Take(1);
-  macroblock.withQuant = cursor_.Take(1) == 0;
-  if (macroblock.withQuant) {
+  const bool withQuant = cursor_.Take(1) == 0;
+  if (withQuant) {
     cursor_.Take(1);
   }
   if (picture_.HasDctType()) {
     frameDct_ = cursor_.Take(1) == 0;
   }
-  if (macroblock.withQuant) {
+  if (withQuant) {
     quantiserCode_ = static_cast<int>(cursor_.Take(5));
   }
   macroblock.quantiserCode = quantiserCode_;

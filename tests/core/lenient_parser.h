@@ -19,21 +19,22 @@ int LenientDcDifference(BitCursor& cursor, Component component);
 
 /// One macroblock as the decoder hands it on.
 struct LenientMacroblock {
-  bool withQuant = false;
   int quantiserCode = 0;
   bool frameDct = false;
   std::vector<Block> blocks;  // in scan order, the DC reconstructed
+
+  bool operator==(const LenientMacroblock& other) const = default;
 };
 
-/// Reads macroblock after macroblock from a place in a slice.
+/// Reads macroblock after macroblock of a slice, from a place behind its header.
 class LenientSlice {
  public:
-  LenientSlice(const ModelPicture& picture, std::span<const std::uint8_t> frame,
-               std::size_t bitPosition, int quantiserCode, bool frameDctBefore)
+  LenientSlice(const ModelPicture& picture, std::span<const std::uint8_t> slice,
+               std::size_t bitPosition, int quantiserCode)
       : picture_(picture),
-        cursor_(frame, bitPosition),
+        cursor_(slice, bitPosition),
         quantiserCode_(quantiserCode),
-        frameDct_(frameDctBefore) {
+        frameDct_(picture.framePredFrameDct != 0) {
     predictors_.fill(static_cast<std::int16_t>(picture.DcReset()));
   }
   LenientMacroblock Next();

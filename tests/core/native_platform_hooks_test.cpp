@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/platform_hooks.h"
+#include "platform/row_crew.h"
 #include "tests/core/codec_runs.h"
 #include "tests/core/random_pictures.h"
 #include "tests/support/model_codec.h"
@@ -70,8 +71,8 @@ class PlatformHooksTest : public testing::Test {
 };
 
 TEST_F(PlatformHooksTest, FramesAllocateNothing) {
-  for (const unsigned processors : {1U, 2U}) {
-    const Processor processor = {CpuClass::plain, processors};
+  for (const unsigned count : {1U, 2U, 5U}) {
+    const Processor processor = Processors(count);
     const Bytes calm = NaturalBitmap(ClientFormat::yuy2, kWidth, kHeight, 1);
     const Bytes noise = BlackWhiteNoiseBitmap(ClientFormat::yuy2, kWidth, kHeight, 1);
     Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, processor);
@@ -86,34 +87,41 @@ TEST_F(PlatformHooksTest, FramesAllocateNothing) {
       ModelPicture faulty = ParsePicture(stream);
       faulty.intraVlcFormat = 0;
       decompressor.Decode(StreamOf(faulty), order);
-      EXPECT_FALSE(decompressor.Sound());
+      EXPECT_EQ(decompressor.Outcome(), FrameOutcome::faulted);
     }
     EXPECT_EQ(observed_.operations, 0);
   }
 }
 
 TEST_F(PlatformHooksTest, NothingIsMadeForASecondThreadOnOneProcessor) {
-  Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, OneProcessor());
-  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, OneProcessor());
+  Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, Processors(1));
+  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, Processors(1));
   EXPECT_EQ(observed_.events, 0);
   EXPECT_EQ(observed_.threads, 0);
 }
 
-TEST_F(PlatformHooksTest, OneWorkerWhateverTheNumberOfProcessors) {
+TEST_F(PlatformHooksTest, AsManyThreadsAsProcessorsAndRows) {
   for (const unsigned processors : {2U, 3U, 64U}) {
     Restart();
-    const Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, {CpuClass::plain, processors});
-    EXPECT_EQ(observed_.threads, 1);
-    EXPECT_EQ(observed_.events, 2);
-    const Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight,
-                                    {CpuClass::plain, processors});
-    EXPECT_EQ(observed_.threads, 2);
-    EXPECT_EQ(observed_.events, 4);
+    const int helpers = static_cast<int>(std::min(processors, kHeight / 16U)) - 1;
+    const Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, Processors(processors));
+    EXPECT_EQ(observed_.threads, helpers);
+    EXPECT_EQ(observed_.events, helpers + 1);
+    const Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, Processors(processors));
+    EXPECT_EQ(observed_.threads, 2 * helpers);
+    EXPECT_EQ(observed_.events, 2 * (helpers + 1));
   }
 }
 
-// Whatever is refused, in its turn: what one thread needs fails the beginning, what the second one
-// needs leaves one thread. Frames come out right as soon as there are any.
+TEST_F(PlatformHooksTest, NoThreadIsMadeForASmallPicture) {
+  // 15 macroblocks: what Processor holds worth waking a thread for is more.
+  const Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, {KernelTier::plain, 64});
+  const Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, {KernelTier::plain, 64});
+  EXPECT_EQ(observed_.threads, 0);
+}
+
+// Whatever is refused, in its turn: what one thread needs fails the beginning, what further ones
+// need leaves fewer threads. Frames come out right as soon as there are any.
 TEST_F(PlatformHooksTest, EveryRefusalWhileADecompressorBegins) {
   const ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
   const Bytes stream = StreamOf(picture);
@@ -124,27 +132,29 @@ TEST_F(PlatformHooksTest, EveryRefusalWhileADecompressorBegins) {
     Bytes bitmap = Background(ClientFormat::yuy2, kWidth, kHeight);
     const BitmapInfoHeader inputFormat = CompressedHeader(kWidth, kHeight, stream.size());
     BitmapInfoHeader outputFormat = format;
-    return context.DecodeFrame({&inputFormat, stream.data(), &outputFormat, bitmap.data()}) &&
+    return context.DecodeFrame({&inputFormat, stream.data(), &outputFormat, bitmap.data()}) ==
+               FrameOutcome::done &&
            bitmap == expected;
   };
 
   DecompressorContext alone;
   Restart();
-  ASSERT_TRUE(alone.Begin(format, OneProcessor()));
+  ASSERT_TRUE(alone.Begin(format, Processors(1)));
   const int neededAlone = observed_.operations;
   DecompressorContext together;
   Restart();
-  ASSERT_TRUE(together.Begin(format, TwoProcessors()));
+  ASSERT_TRUE(together.Begin(format, Processors(3)));
   const int neededTogether = observed_.operations;
-  ASSERT_GE(neededAlone, 5);  // frame buffer, record, decoder, kernel table, converter
-  ASSERT_GE(neededTogether, neededAlone + 5);  // record, decoder, two events, thread
+  ASSERT_EQ(neededAlone, 2);  // converter, row decoder
+  // For each further thread a row decoder, its seat, an event and the thread; an event of all.
+  ASSERT_EQ(neededTogether, neededAlone + 2 * 4 + 1);
 
   DecompressorContext context;
   for (int failing = 0; failing < neededTogether; ++failing) {
     Restart(failing);
-    const bool begun = context.Begin(format, TwoProcessors());
+    const bool begun = context.Begin(format, Processors(3));
     EXPECT_EQ(begun, failing >= neededAlone) << failing;
-    EXPECT_FALSE(context.HasWorker());
+    EXPECT_LT(context.Threads(), 3U);
     if (begun) {
       EXPECT_TRUE(decodes(context)) << failing;
     }
@@ -152,8 +162,8 @@ TEST_F(PlatformHooksTest, EveryRefusalWhileADecompressorBegins) {
     if (failing % 2 == 0) {
       context.End();
     }
-    ASSERT_TRUE(context.Begin(format, TwoProcessors()));
-    EXPECT_TRUE(context.HasWorker());
+    ASSERT_TRUE(context.Begin(format, Processors(3)));
+    EXPECT_EQ(context.Threads(), 3U);
     EXPECT_TRUE(decodes(context)) << failing;
   }
 }
@@ -165,30 +175,31 @@ TEST_F(PlatformHooksTest, EveryRefusalWhileACompressorBegins) {
   const auto encodes = [&](CompressorContext& context) {
     Bytes stream(std::size_t{kWidth} * kHeight * 3);
     BitmapInfoHeader header = output;
-    const bool sound =
+    const FrameOutcome outcome =
         context.EncodeFrame({&header, stream.data(), &input, bitmap.data(), nullptr, 8000});
     stream.resize(header.biSizeImage);
-    return sound && stream == ModelEncode(ClientFormat::yuy2, kWidth, kHeight, bitmap, 2,
-                                          context.HasWorker() ? Parts::two : Parts::one);
+    // However many threads there are, it is a machine with several processors.
+    return outcome == FrameOutcome::done &&
+           stream == ModelEncode(ClientFormat::yuy2, kWidth, kHeight, bitmap, 2, Parts::two);
   };
 
   CompressorContext alone;
   Restart();
-  ASSERT_TRUE(alone.Begin(output, input, OneProcessor()));
+  ASSERT_TRUE(alone.Begin(output, input, Processors(1)));
   const int neededAlone = observed_.operations;
   CompressorContext together;
   Restart();
-  ASSERT_TRUE(together.Begin(output, input, TwoProcessors()));
+  ASSERT_TRUE(together.Begin(output, input, Processors(3)));
   const int neededTogether = observed_.operations;
-  ASSERT_GE(neededAlone, 5);  // scratch, record, encoder, kernel table, converter
-  ASSERT_GE(neededTogether, neededAlone + 5);
+  ASSERT_EQ(neededAlone, 3);  // converter, slots, row encoder
+  ASSERT_EQ(neededTogether, neededAlone + 2 * 4 + 1);
 
   CompressorContext context;
   for (int failing = 0; failing < neededTogether; ++failing) {
     Restart(failing);
-    const bool begun = context.Begin(output, input, TwoProcessors());
+    const bool begun = context.Begin(output, input, Processors(3));
     EXPECT_EQ(begun, failing >= neededAlone) << failing;
-    EXPECT_FALSE(context.HasWorker());
+    EXPECT_LT(context.Threads(), 3U);
     if (begun) {
       EXPECT_TRUE(encodes(context)) << failing;
     }
@@ -196,22 +207,24 @@ TEST_F(PlatformHooksTest, EveryRefusalWhileACompressorBegins) {
     if (failing % 2 == 0) {
       context.End();
     }
-    ASSERT_TRUE(context.Begin(output, input, TwoProcessors()));
-    EXPECT_TRUE(context.HasWorker());
+    ASSERT_TRUE(context.Begin(output, input, Processors(3)));
+    EXPECT_EQ(context.Threads(), 3U);
     EXPECT_TRUE(encodes(context)) << failing;
   }
 }
 
-TEST_F(PlatformHooksTest, WorkerThatCannotStartLeavesNothing) {
-  for (int failing = 0; failing < 3; ++failing) {
+TEST_F(PlatformHooksTest, CrewDoesWithoutTheHelpersThatCannotBeMade) {
+  for (int failing = 0; failing < 10; ++failing) {
     Restart(failing);
-    WorkerThread worker;
-    EXPECT_FALSE(worker.Start([](void*) {}, nullptr));
-    EXPECT_FALSE(worker.Running());
-    EXPECT_EQ(worker.Stop(), 0U);
+    RowCrew crew;
+    crew.Start(4);
+    // The event of all, then three operations for each of three helpers.
+    EXPECT_EQ(crew.Seats(), failing == 0 ? 1U : 1U + static_cast<unsigned>(failing - 1) / 3);
     Restart();
-    EXPECT_TRUE(worker.Start([](void*) {}, nullptr));
-    EXPECT_EQ(worker.Stop(), WorkerThread::kExitCode);
+    crew.Start(4);
+    EXPECT_EQ(crew.Seats(), 4U);
+    crew.Stop();
+    EXPECT_EQ(crew.Seats(), 1U);
   }
 }
 
@@ -220,39 +233,25 @@ TEST_F(PlatformHooksTest, HeapBufferThatCannotGrowIsEmpty) {
   ASSERT_TRUE(buffer.Allocate(100));
   EXPECT_EQ(buffer.Bytes().size(), 100U);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.Bytes().data()) % 4096, 0U);
-  EXPECT_TRUE(std::all_of(buffer.Bytes().begin(), buffer.Bytes().end(),
-                          [](std::uint8_t byte) { return byte == 0; }));
   Restart(0);
   EXPECT_FALSE(buffer.Allocate(200));
   EXPECT_TRUE(buffer.Bytes().empty());
 }
 
 TEST_F(PlatformHooksTest, OrdinaryFramesSayNothing) {
-  Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, OneProcessor());
-  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, OneProcessor());
+  Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, Processors(1));
+  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, Processors(1));
   decompressor.Decode(
       compressor.Encode(NaturalBitmap(ClientFormat::yuy2, kWidth, kHeight, 1), 8000));
   EXPECT_TRUE(texts_.empty());
 }
 
-TEST_F(PlatformHooksTest, TextOfTableZeroInTheDecoder) {
+TEST_F(PlatformHooksTest, TextOfTableZero) {
   ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
   picture.intraVlcFormat = 0;
-  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, OneProcessor());
+  Decompressor decompressor(ClientFormat::rgb24, kWidth, kHeight, Processors(1));
   decompressor.Decode(StreamOf(picture));
   EXPECT_EQ(texts_, (std::vector<std::string>{"USING TABLE ZERO\n"}));
-}
-
-TEST_F(PlatformHooksTest, TextOfTableZeroInTheEncoder) {
-  BlockEncoder encoder;
-  ASSERT_TRUE(encoder.Init(16, 16));
-  Bytes output(1000);
-  encoder.StartFrame(output, 1);
-  encoder.Parameters().intraVlcFormat = 0;
-  const Block block = {};
-  auto code = [&] { encoder.CodeBlock(block, 0); };
-  EXPECT_FALSE(platform::RunGuarded(code));
-  EXPECT_EQ(texts_, (std::vector<std::string>{"Table zero used\n"}));
 }
 
 // The two flags are looked at where they stand without matrices, and no matrix takes effect.
@@ -266,14 +265,19 @@ TEST_F(PlatformHooksTest, TextsOfQuantiserMatrices) {
     headers.Put(125000, 18).Put(1, 1).Put(373, 10).Put(0, 1).Put(bits, 2);
     const Bytes weights(128, 0x20);
     headers.PutBytes(weights);
-    const ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+    ModelPicture picture = FlatPicture(kWidth / 16, kHeight / 16);
+    for (ModelMacroblock& macroblock : picture.slices[2].macroblocks) {
+      for (std::size_t i = 1; i < 64; ++i) {
+        macroblock.blocks[i % 8][i] = 9;
+      }
+    }
     PutSequenceExtension(headers, picture);
     PutPictureHeader(headers);
     PutPictureCodingExtension(headers, picture);
     for (const ModelSlice& slice : picture.slices) {
       PutSlice(headers, picture, slice);
     }
-    Decompressor decompressor(ClientFormat::yuy2, kWidth, kHeight, OneProcessor());
+    Decompressor decompressor(ClientFormat::yuy2, kWidth, kHeight, Processors(1));
     Bytes expected = Background(ClientFormat::yuy2, kWidth, kHeight);
     ModelDecode(picture, ClientFormat::yuy2, kWidth, kHeight, expected);
     EXPECT_TRUE(decompressor.Decode(headers.Bytes()) == expected);

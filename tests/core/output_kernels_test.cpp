@@ -66,25 +66,24 @@ class Target {
 };
 
 struct OutputCase {
-  KernelVariant variant;
+  KernelTier tier;
   ClientFormat format;
   bool frameDct;
 };
 
 std::vector<OutputCase> OutputCases() {
   std::vector<OutputCase> cases;
-  for (const KernelVariant& variant : KernelVariants()) {
+  for (const KernelTier tier : RunnableTiers()) {
     for (const ClientFormat format : kOutputFormats) {
-      cases.push_back({variant, format, true});
-      cases.push_back({variant, format, false});
+      cases.push_back({tier, format, true});
+      cases.push_back({tier, format, false});
     }
   }
   return cases;
 }
 
-OutputKernel KernelOf(const KernelVariant& variant, const OutputCase& which) {
-  const OutputKernelPair pair = KernelsFor(variant).output[static_cast<std::size_t>(which.format)];
-  return which.frameDct ? pair.frameDct : pair.fieldDct;
+OutputKernelPair KernelsOf(KernelTier tier, ClientFormat format) {
+  return KernelsFor(tier).Output(format);
 }
 
 class OutputKernelsTest : public testing::TestWithParam<OutputCase> {
@@ -92,7 +91,8 @@ class OutputKernelsTest : public testing::TestWithParam<OutputCase> {
   void ExpectReference(const Samples& samples) const {
     Target mine(GetParam().format);
     Target expected(GetParam().format);
-    mine.Write(KernelOf(GetParam().variant, GetParam()), samples);
+    const OutputKernelPair kernels = KernelsOf(GetParam().tier, GetParam().format);
+    mine.Write(GetParam().frameDct ? kernels.frameDct : kernels.fieldDct, samples);
     expected.WriteReference(samples, GetParam().frameDct);
     ASSERT_EQ(mine.Contents(), expected.Contents());
   }
@@ -143,7 +143,7 @@ TEST_P(OutputKernelsTest, EveryBlockReachesItsPixels) {
 }
 
 std::string OutputCaseName(const testing::TestParamInfo<OutputCase>& info) {
-  return NameOf(info.param.variant) + FormatName(info.param.format) +
+  return NameOf(info.param.tier) + FormatName(info.param.format) +
          (info.param.frameDct ? "Frame" : "Field");
 }
 
@@ -169,8 +169,7 @@ void FillExhaustive(Samples& samples, std::uint32_t index) {
 constexpr std::uint32_t kExhaustiveMacroblocks = (1U << 24) / 256;
 
 TEST(RgbOutputKernels, EveryColour) {
-  const OutputKernel kernel =
-      KernelsFor(kPlainKernels).output[static_cast<std::size_t>(ClientFormat::rgb32)].frameDct;
+  const OutputKernel kernel = KernelsOf(KernelTier::plain, ClientFormat::rgb32).frameDct;
   Samples samples = {};
   std::array<std::uint8_t, 4 * 256> pixels = {};
   for (std::uint32_t index = 0; index < kExhaustiveMacroblocks; ++index) {
@@ -190,13 +189,12 @@ TEST(RgbOutputKernels, EveryColour) {
   }
 }
 
-class RgbOutputClassTest : public testing::TestWithParam<KernelVariant> {};
+class RgbOutputVectorTest : public TierTest {};
 
-TEST_P(RgbOutputClassTest, SameBitsAsPlainForEveryColour) {
+TEST_P(RgbOutputVectorTest, SameBitsAsPlainForEveryColour) {
   for (const ClientFormat format : {ClientFormat::rgb24, ClientFormat::rgb32}) {
-    const auto index = static_cast<std::size_t>(format);
-    const OutputKernel kernel = KernelsFor(GetParam()).output[index].fieldDct;
-    const OutputKernel plain = KernelsFor(kPlainKernels).output[index].fieldDct;
+    const OutputKernel kernel = KernelsOf(GetParam(), format).fieldDct;
+    const OutputKernel plain = KernelsOf(KernelTier::plain, format).fieldDct;
     Samples samples = {};
     std::array<std::uint8_t, 4 * 256> mine = {};
     std::array<std::uint8_t, 4 * 256> expected = {};
@@ -212,9 +210,14 @@ TEST_P(RgbOutputClassTest, SameBitsAsPlainForEveryColour) {
   }
 }
 
-TEST_P(RgbOutputClassTest, BlackAndWhite) {
-  const OutputKernelPair kernels =
-      KernelsFor(GetParam()).output[static_cast<std::size_t>(ClientFormat::rgb24)];
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(RgbOutputVectorTest);
+INSTANTIATE_TEST_SUITE_P(VectorTiers, RgbOutputVectorTest, testing::ValuesIn(VectorTiers()),
+                         TierName);
+
+class RgbOutputTest : public TierTest {};
+
+TEST_P(RgbOutputTest, BlackAndWhite) {
+  const OutputKernelPair kernels = KernelsOf(GetParam(), ClientFormat::rgb24);
   std::array<std::uint8_t, 3 * 256> pixels = {};
   Samples samples = {};
   samples.fill(128);
@@ -226,9 +229,8 @@ TEST_P(RgbOutputClassTest, BlackAndWhite) {
   EXPECT_TRUE(std::all_of(pixels.begin(), pixels.end(), [](int byte) { return byte == 255; }));
 }
 
-TEST_P(RgbOutputClassTest, FourthByteIsLeftAlone) {
-  const OutputKernelPair kernels =
-      KernelsFor(GetParam()).output[static_cast<std::size_t>(ClientFormat::rgb32)];
+TEST_P(RgbOutputTest, FourthByteIsLeftAlone) {
+  const OutputKernelPair kernels = KernelsOf(GetParam(), ClientFormat::rgb32);
   for (const OutputKernel kernel : {kernels.frameDct, kernels.fieldDct}) {
     std::array<std::uint8_t, 4 * 256> pixels = {};
     for (std::size_t i = 0; i < 256; ++i) {
@@ -243,20 +245,7 @@ TEST_P(RgbOutputClassTest, FourthByteIsLeftAlone) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllClasses, RgbOutputClassTest, testing::ValuesIn(KernelVariants()),
-                         KernelVariantName);
-
-TEST(OutputKernels, EveryFormatButY16aHasBothKernels) {
-  for (const KernelVariant& variant : KernelVariants()) {
-    const KernelSet kernels = KernelsFor(variant);
-    for (const ClientFormat format : kOutputFormats) {
-      EXPECT_NE(kernels.output[static_cast<std::size_t>(format)].frameDct, nullptr);
-      EXPECT_NE(kernels.output[static_cast<std::size_t>(format)].fieldDct, nullptr);
-    }
-    EXPECT_EQ(kernels.output[static_cast<std::size_t>(ClientFormat::y16a)].frameDct, nullptr);
-    EXPECT_EQ(kernels.output[static_cast<std::size_t>(ClientFormat::y16a)].fieldDct, nullptr);
-  }
-}
+INSTANTIATE_TEST_SUITE_P(AllTiers, RgbOutputTest, testing::ValuesIn(RunnableTiers()), TierName);
 
 // In a field macroblock the second row of the picture is the first row of block 2.
 TEST(OutputKernels, SecondRowOfAFieldMacroblock) {
@@ -265,9 +254,7 @@ TEST(OutputKernels, SecondRowOfAFieldMacroblock) {
     samples[2 * 64 + x] = static_cast<std::int16_t>(10 + x);
   }
   std::array<std::uint8_t, 2 * 256> pixels = {};
-  KernelsFor(kPlainKernels)
-      .output[static_cast<std::size_t>(ClientFormat::yuy2)]
-      .fieldDct(pixels.data(), samples.data(), 32);
+  KernelsOf(KernelTier::plain, ClientFormat::yuy2).fieldDct(pixels.data(), samples.data(), 32);
   for (std::size_t x = 0; x < 8; ++x) {
     EXPECT_EQ(pixels[32 + 2 * x], 10 + x);
   }

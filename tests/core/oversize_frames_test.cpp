@@ -16,7 +16,7 @@ class OversizeFramesTest : public testing::TestWithParam<unsigned> {
   void ExpectFits(ClientFormat format, int width, int height, const Bytes& bitmap,
                   std::uint32_t quality, int leastCode) const {
     // The output ends where memory ends: a byte too many would be a fault.
-    Compressor compressor(format, width, height, {CpuClass::plain, GetParam()});
+    Compressor compressor(format, width, height, Processors(GetParam()));
     const Bytes stream = compressor.Encode(bitmap, quality);
     const std::size_t limit =
         static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3;
@@ -29,7 +29,7 @@ class OversizeFramesTest : public testing::TestWithParam<unsigned> {
     const ModelPicture picture = ParsePicture(stream);
     EXPECT_EQ(picture.slices.back().quantiserCode, usedCode);
 
-    Decompressor decompressor(ClientFormat::yuy2, width, height, {CpuClass::plain, GetParam()});
+    Decompressor decompressor(ClientFormat::yuy2, width, height, Processors(GetParam()));
     Bytes decoded = Background(ClientFormat::yuy2, width, height);
     ModelDecode(picture, ClientFormat::yuy2, width, height, decoded);
     EXPECT_TRUE(decompressor.Decode(stream) == decoded);
@@ -64,7 +64,7 @@ TEST_P(OversizeFramesTest, SmallNoiseAtTheBestQuality) {
   }
 }
 
-// All of the noise in one half: the halves share the frame's bytes, not their own share of them.
+// All of the noise in one half: the rows share the frame's bytes, not their own share of them.
 TEST_P(OversizeFramesTest, NoiseInOneHalf) {
   for (const bool upper : {true, false}) {
     Bytes bitmap = BlackWhiteNoiseBitmap(ClientFormat::yuy2, 64, 64, 133);
@@ -79,7 +79,7 @@ TEST_P(OversizeFramesTest, NoiseInOneHalf) {
 // The frame is tried at every code from the quality's own on. A picture that just fits at a code
 // stays at it: the same frame is found with a contrast of noise that leads to each result.
 TEST_P(OversizeFramesTest, FirstCodeThatFitsIsTaken) {
-  Compressor compressor(ClientFormat::yuy2, 48, 48, {CpuClass::plain, GetParam()});
+  Compressor compressor(ClientFormat::yuy2, 48, 48, Processors(GetParam()));
   std::array<bool, 32> used = {};
   for (int contrast = 8; contrast <= 127; contrast += 7) {
     Bytes bitmap = BlackWhiteNoiseBitmap(ClientFormat::yuy2, 48, 48, 134);
@@ -96,7 +96,7 @@ TEST_P(OversizeFramesTest, FirstCodeThatFitsIsTaken) {
   EXPECT_GE(std::count(used.begin(), used.end(), true), 3);
 }
 
-INSTANTIATE_TEST_SUITE_P(Processors, OversizeFramesTest, testing::Values(1U, 2U),
+INSTANTIATE_TEST_SUITE_P(Processors, OversizeFramesTest, testing::Values(1U, 2U, 8U),
                          [](const testing::TestParamInfo<unsigned>& count) {
                            return std::to_string(count.param);
                          });

@@ -27,8 +27,8 @@ TEST(PictureQuality, BoundsOfEveryQuality) {
        {45.4, 49.6}, {45.4, 49.6}, {45.4, 49.6}}};
   const Bytes source = NaturalBitmap(ClientFormat::yuy2, kWidth, kHeight, 171);
   const Planes original = PlanesOf(ClientFormat::yuy2, kWidth, kHeight, source);
-  Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, TwoProcessors());
-  Decompressor decompressor(ClientFormat::yuy2, kWidth, kHeight, TwoProcessors());
+  Compressor compressor(ClientFormat::yuy2, kWidth, kHeight, Processors(2));
+  Decompressor decompressor(ClientFormat::yuy2, kWidth, kHeight, Processors(2));
   double before = 0;
   std::size_t sizeBefore = 0;
   for (std::size_t step = 0; step < kBounds.size(); ++step) {

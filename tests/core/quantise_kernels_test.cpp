@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <memory>
 
 #include "tests/core/kernel_record.h"
 #include "tests/support/reference_tables.h"
@@ -7,172 +10,202 @@ namespace qivm::test {
 
 namespace {
 
-class QuantiseKernelsTest : public testing::TestWithParam<KernelVariant> {
+constexpr int kLargest = Quantiser::kLargestCoefficient;
+constexpr int kLargestSmall = LevelBatch::kLargestSmallLevel;
+
+/// A batch of which every byte is of no meaning, and no large levels yet.
+std::unique_ptr<LevelBatch> MakeBatch() {
+  auto batch = std::make_unique<LevelBatch>();
+  for (auto& levels : batch->levels) {
+    levels.fill(0x55);
+  }
+  batch->masks.fill(0x1234567812345678);
+  batch->dc.fill(-4321);
+  return batch;
+}
+
+class QuantiseKernelsTest : public TierTest {
  protected:
-  using Reference = std::int16_t (*)(int value, int weight, int scale);
-
-  static void SetQuantiser(MacroblockRecord& record, int qScaleType, int code) {
-    record.parameters.qScaleType = static_cast<std::uint8_t>(qScaleType);
-    record.parameters.quantiserScaleCode = static_cast<std::uint8_t>(code);
-  }
-
-  /// Expects the kernel to treat every AC coefficient as the reference does, with the weights of
-  /// the record, and to leave the DC coefficients alone.
-  static void ExpectQuantiser(KernelRecord& record, MacroblockKernel kernel, Reference reference) {
-    const MacroblockRecord& fields = record.Record();
-    const int scale =
-        ReferenceScale(fields.parameters.qScaleType, fields.parameters.quantiserScaleCode);
-    record.ExpectKernel(kernel, [&](Block& block, int index) {
-      const bool lumaWeights = index < 4 || fields.blockCount == 6;
-      const auto& weights = lumaWeights ? fields.intraMatrixLuma : fields.intraMatrixChroma;
-      for (std::size_t i = 1; i < block.size(); ++i) {
-        block[i] = reference(block[i], weights[i], scale);
-      }
-    });
-  }
-
-  static void ExpectAllCodes(MacroblockKernel kernel, Reference reference) {
-    Random random(21);
-    for (const int qScaleType : {0, 1}) {
-      for (int code = 1; code <= 31; ++code) {
-        for (const int blockCount : {6, 8, 12}) {
-          for (const Spread spread : kSpreads) {
-            KernelRecord record(blockCount);
-            record.Randomise(random, spread);
-            SetQuantiser(record.Record(), qScaleType, code);
-            for (std::size_t i = 0; i < 64; ++i) {
-              record.Record().intraMatrixLuma[i] =
-                  static_cast<std::uint16_t>(random.Between(1, 255));
-              record.Record().intraMatrixChroma[i] =
-                  static_cast<std::uint16_t>(random.Between(1, 255));
-            }
-            ExpectQuantiser(record, kernel, reference);
-          }
-        }
+  /// The levels of a macroblock's coefficients in transmission order.
+  static Blocks Reference(const Blocks& coefficients, int qScaleType, int code) {
+    Blocks levels = {};
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+      for (std::size_t position = 1; position < 64; ++position) {
+        levels[i][kReferenceZigzag[position]] =
+            ReferenceQuantise(coefficients[i][position], kReferenceMatrix[position],
+                              ReferenceScale(qScaleType, code));
       }
     }
+    return levels;
   }
 
-  /// Every value of a level, 63 at a time, against every code and a few weights.
-  static void ExpectAllValues(MacroblockKernel kernel, Reference reference, int lowest,
-                              int highest) {
-    for (const int weight : {1, 8, 16, 19, 83, 255}) {
-      for (const int qScaleType : {0, 1}) {
-        for (int code = 1; code <= 31; ++code) {
-          KernelRecord record(12);
-          record.Record().intraMatrixLuma.fill(static_cast<std::uint16_t>(weight));
-          record.Record().intraMatrixChroma.fill(static_cast<std::uint16_t>(weight));
-          SetQuantiser(record.Record(), qScaleType, code);
-          const int scale = ReferenceScale(qScaleType, code);
-          for (int first = lowest; first <= highest; first += 12 * 63) {
-            const auto valueAt = [first](int block, int position) {
-              return static_cast<std::int16_t>(first + block * 63 + position - 1);
-            };
-            for (int block = 0; block < 12; ++block) {
-              for (int i = 1; i < 64; ++i) {
-                record.Record().Block(block)[static_cast<std::size_t>(i)] = valueAt(block, i);
-              }
-            }
-            kernel(record.Record());
-            for (int block = 0; block < 12; ++block) {
-              for (int i = 1; i < 64; ++i) {
-                ASSERT_EQ(record.Record().Block(block)[static_cast<std::size_t>(i)],
-                          reference(valueAt(block, i), weight, scale))
-                    << "value " << valueAt(block, i) << " weight " << weight << " scale " << scale;
-              }
-            }
-          }
+  void Run(const Blocks& coefficients, int qScaleType, int code, LevelBatch& batch,
+           std::size_t macroblock) {
+    record_.SetCoefficients(coefficients);
+    quantise_(record_.Record(),
+              Quantiser(static_cast<std::uint8_t>(qScaleType), static_cast<std::uint8_t>(code)),
+              batch, macroblock);
+  }
+
+  /// Expects the blocks of a macroblock in the batch, and its large levels from number `firstLarge`
+  /// on.
+  static void ExpectBlocks(const LevelBatch& batch, std::size_t macroblock, const Blocks& levels,
+                           const Blocks& coefficients, std::size_t firstLarge) {
+    std::size_t large = firstLarge;
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+      const std::size_t block = 8 * macroblock + i;
+      std::uint64_t mask = 0;
+      for (std::size_t position = 0; position < 64; ++position) {
+        const int level = levels[i][position];
+        const int small = batch.levels[block][position];
+        if (level != 0) {
+          mask |= std::uint64_t{1} << position;
         }
+        if (std::abs(level) <= kLargestSmall) {
+          ASSERT_EQ(small, level) << "block " << block << ", position " << position;
+          continue;
+        }
+        ASSERT_GT(level > 0 ? small : -small, kLargestSmall);
+        ASSERT_LT(large, batch.largeCount);
+        ASSERT_EQ(batch.large[large].block, block);
+        ASSERT_EQ(batch.large[large].position, position);
+        ASSERT_EQ(batch.large[large].level, level);
+        ++large;
       }
+      ASSERT_EQ(batch.masks[block], mask) << "block " << block;
+      ASSERT_EQ(batch.dc[block], coefficients[i][0]) << "block " << block;
     }
+    ASSERT_EQ(batch.largeCount, large);
   }
 
-  std::int16_t One(MacroblockKernel kernel, int value, int weight, int qScaleType, int code) {
-    KernelRecord record(8);
-    record.Record().coefficients.fill(0);
-    record.Record().intraMatrixLuma[1] = static_cast<std::uint16_t>(weight);
-    record.Record().Block(0)[1] = static_cast<std::int16_t>(value);
-    SetQuantiser(record.Record(), qScaleType, code);
-    kernel(record.Record());
-    return record.Record().Block(0)[1];
+  void ExpectReference(const Blocks& coefficients, int qScaleType, int code) {
+    const auto batch = MakeBatch();
+    Run(coefficients, qScaleType, code, *batch, 0);
+    ExpectBlocks(*batch, 0, Reference(coefficients, qScaleType, code), coefficients, 0);
   }
 
-  const KernelSet kernels_ = KernelsFor(GetParam());
+  /// The level of the coefficient of the lowest horizontal frequency; its weight is 16.
+  int SecondLevel(int coefficient, int qScaleType, int code) {
+    Blocks coefficients = {};
+    coefficients[6][1] = static_cast<std::int16_t>(coefficient);
+    const auto batch = MakeBatch();
+    Run(coefficients, qScaleType, code, *batch, 0);
+    return batch->levels[6][1];
+  }
+
+  const QuantiseKernel quantise_ = KernelsFor(GetParam()).quantise;
+  KernelRecord record_;
 };
 
-TEST_P(QuantiseKernelsTest, DequantiseAllCodesOfBothTypes) {
-  ExpectAllCodes(kernels_.dequantise, &ReferenceDequantise);
+TEST_P(QuantiseKernelsTest, RandomCoefficientsOfEveryCode) {
+  Random random(21);
+  for (const int qScaleType : {0, 1}) {
+    for (int code = 1; code < 32; ++code) {
+      for (const int reach : {8, 100, kLargest}) {
+        Blocks coefficients =
+            BlocksOf([&] { return static_cast<std::int16_t>(random.Between(-reach, reach)); });
+        for (Block& block : coefficients) {
+          block[0] = static_cast<std::int16_t>(random.Between(0, 2040));
+        }
+        ASSERT_NO_FATAL_FAILURE(ExpectReference(coefficients, qScaleType, code));
+      }
+    }
+  }
 }
 
-TEST_P(QuantiseKernelsTest, QuantiseAllCodesOfBothTypes) {
-  ExpectAllCodes(kernels_.quantise, &ReferenceQuantise);
+TEST_P(QuantiseKernelsTest, EverySinglePosition) {
+  for (std::size_t block = 0; block < MacroblockRecord::kBlocks; ++block) {
+    for (std::size_t position = 1; position < 64; ++position) {
+      for (const int coefficient : {83, -83, kLargest, -kLargest}) {
+        Blocks coefficients = {};
+        coefficients[block][position] = static_cast<std::int16_t>(coefficient);
+        ASSERT_NO_FATAL_FAILURE(ExpectReference(coefficients, 1, 1));
+      }
+    }
+  }
 }
 
-TEST_P(QuantiseKernelsTest, DequantiseEveryLevel) {
-  ExpectAllValues(kernels_.dequantise, &ReferenceDequantise, -2048, 2047);
+// The DC coefficient goes its own way, whatever it is; the level in its place is none.
+TEST_P(QuantiseKernelsTest, DcCoefficients) {
+  for (int first = 0; first < 2048; first += 8) {
+    Blocks coefficients = {};
+    for (std::size_t i = 0; i < coefficients.size(); ++i) {
+      coefficients[i][0] = static_cast<std::int16_t>(first + static_cast<int>(i));
+      coefficients[i][63] = 1;
+    }
+    ASSERT_NO_FATAL_FAILURE(ExpectReference(coefficients, 1, 1));
+  }
 }
 
-TEST_P(QuantiseKernelsTest, QuantiseEveryCoefficientOfAPicture) {
-  // The coefficients of samples from 0 to 255 lie within these bounds.
-  ExpectAllValues(kernels_.quantise, &ReferenceQuantise, -2100, 2100);
-}
-
-TEST_P(QuantiseKernelsTest, DequantiseRoundsTowardZero) {
-  EXPECT_EQ(One(kernels_.dequantise, -3, 16, 1, 2), -6);
-  EXPECT_EQ(One(kernels_.dequantise, -1, 19, 1, 2), -2);
-  EXPECT_EQ(One(kernels_.dequantise, 1, 19, 1, 2), 2);
-}
-
-TEST_P(QuantiseKernelsTest, QuantiseRoundsTowardZero) {
-  EXPECT_EQ(One(kernels_.quantise, 37, 19, 1, 2), 15);
-  EXPECT_EQ(One(kernels_.quantise, -37, 19, 1, 2), -15);
-  EXPECT_EQ(One(kernels_.quantise, -2, 19, 1, 2), 0);
+TEST_P(QuantiseKernelsTest, RoundsTowardZero) {
+  EXPECT_EQ(SecondLevel(37, 1, 2), 18);
+  EXPECT_EQ(SecondLevel(-37, 1, 2), -18);
+  EXPECT_EQ(SecondLevel(-1, 1, 2), 0);
 }
 
 TEST_P(QuantiseKernelsTest, LinearCode16IsScale22) {
-  EXPECT_EQ(One(kernels_.dequantise, 1, 16, 0, 16), 22);
-  EXPECT_EQ(One(kernels_.dequantise, 1, 16, 0, 15), 30);
-  EXPECT_EQ(One(kernels_.dequantise, 1, 16, 0, 17), 34);
-  EXPECT_EQ(One(kernels_.dequantise, 1, 16, 1, 16), 24);
-  EXPECT_EQ(One(kernels_.quantise, 22, 16, 0, 16), 1);
-  EXPECT_EQ(One(kernels_.quantise, 21, 16, 0, 16), 0);
+  EXPECT_EQ(SecondLevel(22, 0, 16), 1);
+  EXPECT_EQ(SecondLevel(21, 0, 16), 0);
+  EXPECT_EQ(SecondLevel(24, 1, 16), 1);
+  EXPECT_EQ(SecondLevel(23, 1, 16), 0);
 }
 
-TEST_P(QuantiseKernelsTest, CodeZeroDequantisesToZeroInBothTypes) {
-  EXPECT_EQ(One(kernels_.dequantise, 2047, 16, 0, 0), 0);
-  EXPECT_EQ(One(kernels_.dequantise, -2048, 16, 1, 0), 0);
-}
-
-TEST_P(QuantiseKernelsTest, ResultsKeepTheirLow16Bits) {
-  // 2047 * 255 * 112 * 2 / 32 = 3653895, far beyond 16 bits.
-  EXPECT_EQ(One(kernels_.dequantise, 2047, 255, 1, 31),
-            static_cast<std::int16_t>(2047 * 255 * 112 * 2 / 32));
-}
-
-// A class may keep tables of its own from one macroblock to the next. They must follow every
-// change of what they are made of.
-TEST_P(QuantiseKernelsTest, NothingStaysFromTheMacroblockBefore) {
-  KernelRecord record(8);
-  Random random(22);
-  for (int round = 0; round < 50; ++round) {
-    record.Randomise(random, Spread::level);
-    SetQuantiser(record.Record(), round % 2, 7 + round / 10);
-    if (round % 3 == 0) {
-      record.Record().intraMatrixChroma.fill(static_cast<std::uint16_t>(random.Between(1, 255)));
+TEST_P(QuantiseKernelsTest, LevelsAroundTheLargestSmallOne) {
+  // Of weight 16 and scale 1: level and coefficient are the same.
+  for (int level = kLargestSmall - 2; level <= kLargest; ++level) {
+    Blocks coefficients = {};
+    for (std::size_t i = 0; i < coefficients.size(); ++i) {
+      coefficients[i][1] = static_cast<std::int16_t>(i % 2 == 0 ? level : -level);
+      coefficients[i][8] = static_cast<std::int16_t>(i % 2 == 0 ? -level : level);
     }
-    ExpectQuantiser(record, kernels_.dequantise, &ReferenceDequantise);
-    record.Randomise(random, Spread::level);
-    ExpectQuantiser(record, kernels_.quantise, &ReferenceQuantise);
+    ASSERT_NO_FATAL_FAILURE(ExpectReference(coefficients, 1, 1));
   }
 }
 
-TEST_P(QuantiseKernelsTest, SameBitsAsPlain) {
-  ExpectSameAsPlain<&KernelSet::dequantise>(GetParam(), 23);
-  ExpectSameAsPlain<&KernelSet::quantise>(GetParam(), 24);
+// Each macroblock fills its own place of the batch and no other, and adds to the list of large
+// levels what it has.
+TEST_P(QuantiseKernelsTest, MacroblocksFillTheirPlaces) {
+  Random random(23);
+  for (int round = 0; round < 20; ++round) {
+    const auto batch = MakeBatch();
+    const auto untouched = MakeBatch();
+    for (std::size_t macroblock = 0; macroblock < LevelBatch::kMacroblocks; ++macroblock) {
+      const int reach = random.OneIn(3) ? 100 : kLargest;
+      const Blocks coefficients =
+          BlocksOf([&] { return static_cast<std::int16_t>(random.Between(-reach, reach)); });
+      const auto before = std::make_unique<LevelBatch>(*batch);
+      Run(coefficients, 1, 1, *batch, macroblock);
+      ASSERT_NO_FATAL_FAILURE(ExpectBlocks(*batch, macroblock, Reference(coefficients, 1, 1),
+                                           coefficients, before->largeCount));
+      for (std::size_t block = 0; block < LevelBatch::kBlocks; ++block) {
+        const LevelBatch& expected = block < 8 * macroblock ? *before : *untouched;
+        if (block / 8 != macroblock) {
+          ASSERT_EQ(batch->levels[block], expected.levels[block]) << "block " << block;
+          ASSERT_EQ(batch->masks[block], expected.masks[block]) << "block " << block;
+          ASSERT_EQ(batch->dc[block], expected.dc[block]) << "block " << block;
+        }
+      }
+      for (std::size_t i = 0; i < before->largeCount; ++i) {
+        ASSERT_EQ(batch->large[i].block, before->large[i].block);
+        ASSERT_EQ(batch->large[i].position, before->large[i].position);
+        ASSERT_EQ(batch->large[i].level, before->large[i].level);
+      }
+    }
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllClasses, QuantiseKernelsTest, testing::ValuesIn(KernelVariants()),
-                         KernelVariantName);
+// The list has room for a batch in which every level is large.
+TEST_P(QuantiseKernelsTest, NothingButLargeLevels) {
+  const auto batch = MakeBatch();
+  const Blocks coefficients = BlocksOf([] { return std::int16_t{kLargest}; });
+  for (std::size_t macroblock = 0; macroblock < LevelBatch::kMacroblocks; ++macroblock) {
+    Run(coefficients, 1, 1, *batch, macroblock);
+  }
+  EXPECT_EQ(batch->largeCount, LevelBatch::kBlocks * 63);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllTiers, QuantiseKernelsTest, testing::ValuesIn(RunnableTiers()),
+                         TierName);
 
 }  // namespace
 

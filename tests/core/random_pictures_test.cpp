@@ -1,18 +1,19 @@
-// Pictures with every property that a stream may have, decoded by every class into every format
-// with and without worker: always exactly what the model makes of them.
+// Pictures with every property that a stream may have, decoded by every tier into every format on
+// one thread and on several: always exactly what the model makes of them.
 
 #include "tests/core/random_pictures.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/core/codec_runs.h"
+#include "tests/core/kernel_tiers.h"
 #include "tests/support/model_codec.h"
 
 namespace qivm::test {
 
 namespace {
 
-class RandomPicturesTest : public testing::TestWithParam<KernelVariant> {};
+class RandomPicturesTest : public TierTest {};
 
 TEST_P(RandomPicturesTest, CodecAndModelAgree) {
   constexpr int kColumns = 5;
@@ -21,30 +22,21 @@ TEST_P(RandomPicturesTest, CodecAndModelAgree) {
   constexpr int kHeight = 16 * kRows;
   Random random(111);
   for (const ClientFormat format : kOutputFormats) {
-    Decompressor alone(format, kWidth, kHeight, OneProcessor(GetParam()));
-    Decompressor withWorker(format, kWidth, kHeight, TwoProcessors(GetParam()));
+    Decompressor alone(format, kWidth, kHeight, Processors(1, GetParam()));
+    Decompressor together(format, kWidth, kHeight, Processors(3, GetParam()));
     for (int round = 0; round < 30; ++round) {
-      ModelPicture picture = RandomPicture(random, kColumns, kRows);
-      if (picture.pictureStructure != 3) {
-        // Whether such macroblocks are frame or field ones is what the last frame left behind:
-        // begin anew, so that this is field.
-        ASSERT_TRUE(alone.Context().Begin(UncompressedHeader(format, kWidth, kHeight),
-                                          OneProcessor(GetParam())));
-        ASSERT_TRUE(withWorker.Context().Begin(UncompressedHeader(format, kWidth, kHeight),
-                                               TwoProcessors(GetParam())));
-      }
+      const ModelPicture picture = RandomPicture(random, kColumns, kRows);
       const Bytes stream = StreamOf(picture, random.OneIn(2) ? random.Between(1, kRows) : -1);
       Bytes expected = Background(format, kWidth, kHeight);
       ModelDecode(picture, format, kWidth, kHeight, expected);
       SCOPED_TRACE(testing::Message() << FormatName(format) << " round " << round);
       ASSERT_TRUE(alone.Decode(stream) == expected);
-      ASSERT_TRUE(withWorker.Decode(stream) == expected);
+      ASSERT_TRUE(together.Decode(stream) == expected);
     }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllClasses, RandomPicturesTest, testing::ValuesIn(KernelVariants()),
-                         KernelVariantName);
+INSTANTIATE_TEST_SUITE_P(Tiers, RandomPicturesTest, testing::ValuesIn(RunnableTiers()), TierName);
 
 // The model reads back what the model writes.
 TEST(ModelStream, WriterAndParserAgree) {

@@ -35,9 +35,9 @@ struct Settings {
 };
 static_assert(sizeof(Settings) == 1096);
 
-/// Ends in the middle of its work: both contexts are open and their workers wait.
+/// Ends in the middle of its work: both contexts are open and their helper threads wait.
 int LeaveContexts() {
-  const BITMAPINFOHEADER header = Header(kYuy2, 64, 48);
+  const BITMAPINFOHEADER header = Header(kYuy2, 256, 128);
   DriverModule driver;
   const ProcessorCount processors(driver.Handle(), 2);
   const Instance instance(driver);

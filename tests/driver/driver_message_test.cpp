@@ -143,8 +143,8 @@ TEST_F(DriverMessageTest, TheLibraryStaysWhileAContextIsOpen) {
   const ProcessorCount processors(driver_.Handle(), 2);
   const Instance instance(driver_);
   BITMAPINFOHEADER bitmap = {};
-  bitmap.biWidth = 64;
-  bitmap.biHeight = 48;
+  bitmap.biWidth = 256;
+  bitmap.biHeight = 128;
   bitmap.biBitCount = 24;
   BITMAPINFOHEADER stream = bitmap;
   stream.biCompression = kQivmCode;

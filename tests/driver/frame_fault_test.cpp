@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,10 +16,14 @@ namespace qivm::test {
 
 namespace {
 
-const std::vector<std::string> kCompressFaultTexts = {"MPEG2Codec (Compress)",
-                                                      ": exception while compressing\n"};
+using Texts = std::vector<std::string>;
 
-/// With one processor all work is the calling thread's, with two the lower half is the worker's.
+const Texts kCompressFaultTexts = {"MPEG2Codec (Compress)", ": exception while compressing\n"};
+const Texts kCompressRefusalTexts = {"MPEG2Codec (Compress)",
+                                     ": frame refused, not of the format begun\n"};
+
+/// On one processor all work is the calling thread's, on several any row can be any thread's. What
+/// a fault leaves does not depend on that.
 class FrameFaultTest : public DriverTest, public ::testing::WithParamInterface<DWORD> {
  protected:
   FrameFaultTest()
@@ -27,23 +33,53 @@ class FrameFaultTest : public DriverTest, public ::testing::WithParamInterface<D
     decoded_ = Decompress(instance_, header_, frame_);
   }
 
-  void ExpectCompressFault(CompressCall& call) {
+  /// Sends a frame that is not coded, and after it one that is.
+  void ExpectNotCompressed(CompressCall& call, const Texts& texts) {
     call.flags = 0;
+    const BITMAPINFOHEADER header = call.outputHeader;
     EXPECT_EQ(call.Send(instance_), ICERR_OK);
-    EXPECT_EQ(texts_.Take(), kCompressFaultTexts);
+    EXPECT_EQ(texts_.Take(), texts);
     EXPECT_EQ(call.flags, 0U);
-    // The context is as good as before.
+    EXPECT_EQ(std::memcmp(&call.outputHeader, &header, sizeof(header)), 0);
+    ExpectCompresses();
+  }
+  void ExpectCompressFault(CompressCall& call) { ExpectNotCompressed(call, kCompressFaultTexts); }
+  void ExpectCompresses() {
     EXPECT_EQ(Compress(instance_, header_, picture_), frame_);
     EXPECT_TRUE(texts_.Take().empty());
   }
-  void ExpectDecompressFault(DecompressCall& call) {
+  void ExpectDecompressFault(DecompressCall& call, const Texts& texts = {}) {
+    // What the end of a frame would change.
+    call.outputHeader.biPlanes = 77;
+    call.outputHeader.biClrUsed = 78;
+    const BITMAPINFOHEADER header = call.outputHeader;
     EXPECT_EQ(call.Send(instance_), ICERR_OK);
-    EXPECT_TRUE(texts_.Take().empty());
+    EXPECT_EQ(texts_.Take(), texts);
+    EXPECT_EQ(std::memcmp(&call.outputHeader, &header, sizeof(header)), 0);
     EXPECT_EQ(Decompress(instance_, header_, frame_), decoded_);
   }
 
-  const BITMAPINFOHEADER header_ = Header(kRgb24, 128, 96);
-  const std::size_t rowBytes_ = std::size_t{128} * 3;
+  // Large enough for eight threads; a row of macroblocks is some pages.
+  static constexpr LONG kWidth = 512;
+  static constexpr std::size_t kRows = 16;
+  static constexpr std::size_t kRowBytes = 16 * std::size_t{kWidth} * 3;
+  static constexpr std::size_t kPagesOfRow = kRowBytes / GuardedBuffer::kPage;
+  static_assert(kPagesOfRow * GuardedBuffer::kPage == kRowBytes);
+
+  /// Rows of macroblocks, in the order of memory.
+  struct Part {
+    std::size_t first;
+    std::size_t count;
+  };
+  static constexpr Part kMissingParts[] = {
+      {0, kRows / 4}, {0, 3 * kRows / 4}, {kRows / 4, 3 * kRows / 4}, {3 * kRows / 4, kRows / 4}};
+  static void Block(GuardedBuffer& bitmap, const Part& part) {
+    for (std::size_t page = 0; page < part.count * kPagesOfRow; ++page) {
+      bitmap.ProtectPage(part.first * kPagesOfRow + page, GuardedBuffer::Access::none);
+    }
+  }
+
+  const BITMAPINFOHEADER header_ = Header(kRgb24, kWidth, 16 * LONG{kRows});
   const ProcessorCount processors_{driver_.Handle(), GetParam()};
   std::vector<std::uint8_t> picture_;
   std::vector<std::uint8_t> frame_;
@@ -52,7 +88,7 @@ class FrameFaultTest : public DriverTest, public ::testing::WithParamInterface<D
   Instance instance_{driver_};
 };
 
-INSTANTIATE_TEST_SUITE_P(Processors, FrameFaultTest, ::testing::Values(1, 2),
+INSTANTIATE_TEST_SUITE_P(Processors, FrameFaultTest, ::testing::Values(1, 2, 8),
                          ::testing::PrintToStringParamName());
 
 TEST_P(FrameFaultTest, InputThatCannotBeRead) {
@@ -65,18 +101,26 @@ TEST_P(FrameFaultTest, InputThatCannotBeRead) {
 
 TEST_P(FrameFaultTest, InputThatCanBeReadInPartOnly) {
   // Bottom-up: the first bytes are the picture's last lines.
-  for (const std::size_t readable :
-       std::initializer_list<std::size_t>{picture_.size() / 4, picture_.size() * 3 / 4}) {
-    GuardedBuffer input(readable);
-    input.Fill(std::span(picture_).first(readable));
+  for (const Part& part : kMissingParts) {
+    GuardedBuffer input(picture_.size());
+    input.Fill(picture_);
+    Block(input, part);
     CompressCall call(header_);
     call.request.lpInput = input.Data();
     ExpectCompressFault(call);
+  }
+}
 
-    GuardedBuffer tail(readable, Edge::first);
-    tail.Fill(std::span(picture_).last(readable));
-    call.request.lpInput = tail.Data() - (picture_.size() - readable);
+TEST_P(FrameFaultTest, OneRowThatCannotBeRead) {
+  GuardedBuffer input(picture_.size());
+  input.Fill(picture_);
+  CompressCall call(header_);
+  call.request.lpInput = input.Data();
+  for (std::size_t row = 0; row < kRows; ++row) {
+    const std::size_t page = row * kPagesOfRow + row % kPagesOfRow;
+    input.ProtectPage(page, GuardedBuffer::Access::none);
     ExpectCompressFault(call);
+    input.ProtectPage(page, GuardedBuffer::Access::read);
   }
 }
 
@@ -86,6 +130,9 @@ TEST_P(FrameFaultTest, OutputThatCannotBeWritten) {
   CompressCall call(header_);
   call.request.lpInput = input.Data();
   call.output.Protect(GuardedBuffer::Access::read);
+  ExpectCompressFault(call);
+  const GuardedBuffer half(frame_.size() / 2);
+  call.request.lpOutput = half.Data();
   ExpectCompressFault(call);
 }
 
@@ -102,34 +149,47 @@ TEST_P(FrameFaultTest, CompressWithBadPointers) {
   };
   auto call = make();
   for (void* const pointer : {static_cast<void*>(nullptr), static_cast<void*>(bad)}) {
+    // A pointer that is missing is seen, one that leads nowhere is followed.
+    const Texts& texts = pointer == nullptr ? kCompressRefusalTexts : kCompressFaultTexts;
     call = make();
     call->request.lpInput = pointer;
-    ExpectCompressFault(*call);
+    ExpectNotCompressed(*call, texts);
     call = make();
     call->request.lpOutput = pointer;
-    ExpectCompressFault(*call);
+    ExpectNotCompressed(*call, texts);
     call = make();
     call->request.lpbiInput = static_cast<BITMAPINFOHEADER*>(pointer);
-    ExpectCompressFault(*call);
+    ExpectNotCompressed(*call, texts);
     call = make();
     call->request.lpbiOutput = static_cast<BITMAPINFOHEADER*>(pointer);
-    ExpectCompressFault(*call);
+    ExpectNotCompressed(*call, texts);
     EXPECT_EQ(instance_.Send(ICM_COMPRESS, pointer, sizeof(ICCOMPRESS)), ICERR_OK);
     EXPECT_EQ(texts_.Take(), kCompressFaultTexts);
   }
+  // The flags are the last to be written.
   call = make();
   call->request.lpdwFlags = reinterpret_cast<DWORD*>(bad);
-  ExpectCompressFault(*call);
+  EXPECT_EQ(call->Send(instance_), ICERR_OK);
+  EXPECT_EQ(texts_.Take(), kCompressFaultTexts);
+  ExpectCompresses();
 }
 
 TEST_P(FrameFaultTest, AFrameInAnotherFormatThanTheBegunOne) {
-  const BITMAPINFOHEADER other = Header(kRgb24, 256, 192);
+  const BITMAPINFOHEADER other = Header(kRgb24, 1024, 256);
   CompressCall call(header_);
   GuardedBuffer input(picture_.size());
   input.Fill(picture_);
   call.request.lpInput = input.Data();
   call.inputHeader = other;
-  ExpectCompressFault(call);
+  ExpectNotCompressed(call, kCompressRefusalTexts);
+
+  DecompressCall decompress(header_, frame_);
+  for (const BITMAPINFOHEADER& header : {other, Header(kRgb32, kWidth, 256)}) {
+    decompress.outputHeader = header;
+    ExpectDecompressFault(decompress);
+    EXPECT_TRUE(std::ranges::all_of(decompress.output.Bytes(),
+                                    [](std::uint8_t byte) { return byte == 0; }));
+  }
 }
 
 TEST_P(FrameFaultTest, DecompressWithBadPointers) {
@@ -159,24 +219,94 @@ TEST_P(FrameFaultTest, AStreamThatCanBeReadInPartOnly) {
 }
 
 TEST_P(FrameFaultTest, ABitmapThatCanBeWrittenInPartOnly) {
-  for (const std::size_t writable :
-       std::initializer_list<std::size_t>{decoded_.size() / 4, decoded_.size() * 3 / 4}) {
-    GuardedBuffer output(writable);
-    output.Fill(std::uint8_t{0});
+  for (const Part& part : kMissingParts) {
     DecompressCall call(header_, frame_);
-    call.request.lpOutput = output.Data();
-    ExpectDecompressFault(call);
-
-    GuardedBuffer tail(writable, Edge::first);
-    tail.Fill(std::uint8_t{0});
-    call.request.lpOutput = tail.Data() - (decoded_.size() - writable);
+    Block(call.output, part);
     ExpectDecompressFault(call);
   }
 }
 
+TEST_P(FrameFaultTest, OneRowThatCannotBeWritten) {
+  for (std::size_t row = 0; row < kRows; ++row) {
+    const std::size_t page = row * kPagesOfRow + row % kPagesOfRow;
+    DecompressCall call(header_, frame_);
+    call.output.ProtectPage(page, GuardedBuffer::Access::none);
+    ExpectDecompressFault(call);
+    call.output.Protect(GuardedBuffer::Access::read);
+    // All other rows are there.
+    const auto got = call.output.Bytes();
+    const auto wanted = std::span(decoded_);
+    EXPECT_TRUE(std::ranges::equal(got.first(row * kRowBytes), wanted.first(row * kRowBytes)));
+    EXPECT_TRUE(std::ranges::equal(got.subspan((row + 1) * kRowBytes),
+                                   wanted.subspan((row + 1) * kRowBytes)));
+  }
+}
+
+/// The first thread that faults is kept there until another one faults too.
+std::atomic<DWORD> g_firstToFault = 0;
+std::atomic<bool> g_anotherFaulted = false;
+
+LONG CALLBACK HoldTheFirst(EXCEPTION_POINTERS* exception) {
+  if (exception->ExceptionRecord->ExceptionCode == EXCEPTION_ACCESS_VIOLATION) {
+    constexpr ULONGLONG kPatience = 10000;
+    DWORD first = 0;
+    if (!g_firstToFault.compare_exchange_strong(first, GetCurrentThreadId()) &&
+        first != GetCurrentThreadId()) {
+      g_anotherFaulted = true;
+    }
+    const ULONGLONG begin = GetTickCount64();
+    while (!g_anotherFaulted && GetTickCount64() - begin < kPatience) {
+      Sleep(1);
+    }
+  }
+  return EXCEPTION_CONTINUE_SEARCH;
+}
+
+TEST_P(FrameFaultTest, OnSeveralThreadsAtOnce) {
+  GuardedBuffer nothing(picture_.size());
+  nothing.Protect(GuardedBuffer::Access::none);
+  CompressCall compress(header_);
+  compress.request.lpInput = nothing.Data();
+  DecompressCall decompress(header_, frame_);
+  decompress.request.lpOutput = nothing.Data();
+  void* const handler = AddVectoredExceptionHandler(1, &HoldTheFirst);
+  for (int i = 0; i < 10; ++i) {
+    for (const bool compressing : {true, false}) {
+      g_firstToFault = 0;
+      // One thread waits for nobody.
+      g_anotherFaulted = GetParam() == 1;
+      if (compressing) {
+        ExpectCompressFault(compress);
+      } else {
+        ExpectDecompressFault(decompress);
+      }
+      EXPECT_NE(g_firstToFault, 0U);
+      EXPECT_TRUE(g_anotherFaulted);
+    }
+  }
+  RemoveVectoredExceptionHandler(handler);
+}
+
+TEST_P(FrameFaultTest, AFrameThatIsTurnedAway) {
+  // intra_vlc_format is in the fourth byte of the picture coding extension.
+  constexpr std::array<std::uint8_t, 5> kExtension = {0, 0, 1, 0xB5, 0x8F};
+  constexpr std::ptrdiff_t kPlace = 4 + 3;
+  constexpr std::uint8_t kIntraVlcFormat = 0x08;
+  auto frame = frame_;
+  const auto extension =
+      std::search(frame.begin(), frame.end(), kExtension.begin(), kExtension.end());
+  ASSERT_GT(frame.end() - extension, kPlace);
+  ASSERT_NE(extension[kPlace] & kIntraVlcFormat, 0);
+  extension[kPlace] &= static_cast<std::uint8_t>(~kIntraVlcFormat);
+  DecompressCall call(header_, frame);
+  ExpectDecompressFault(call, {"USING TABLE ZERO\n"});
+  EXPECT_TRUE(
+      std::ranges::all_of(call.output.Bytes(), [](std::uint8_t byte) { return byte == 0; }));
+}
+
 TEST_P(FrameFaultTest, AfterAFaultNothingTouchesTheHostsBuffers) {
-  // The calling thread faults in its first rows, at the bitmap's end; the worker has the others.
-  const std::size_t writable = decoded_.size() - 16 * rowBytes_;
+  // Bottom-up: the first rows are the ones that fault, while others are being drawn.
+  const std::size_t writable = decoded_.size() - kRowBytes;
   GuardedBuffer output(writable);
   DecompressCall call(header_, frame_);
   call.request.lpOutput = output.Data();

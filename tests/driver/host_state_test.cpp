@@ -14,7 +14,7 @@ namespace qivm::test {
 
 namespace {
 
-const BITMAPINFOHEADER kHeader = Header(kRgb32, 128, 96);
+const BITMAPINFOHEADER kHeader = Header(kRgb32, 256, 128);
 
 /// The x87 environment as fnstenv stores it.
 struct X87Environment {
@@ -106,7 +106,7 @@ TEST_F(HostStateTest, IsKeptByEveryOtherMessage) {
   DWORD_PTR id = 0;
   ExpectStateKept([&] { id = driver_.Open(); });
   ASSERT_NE(id, 0U);
-  const BITMAPINFOHEADER stream = CompressedHeader(128, 96);
+  const BITMAPINFOHEADER stream = CompressedHeader(256, 128);
   ICINFO info = {};
   BITMAPINFOHEADER suggested = {};
   std::array<std::uint8_t, 1096> bytes = {};

@@ -14,6 +14,7 @@ ProcessorCount* g_processorCount = nullptr;
 DebugTexts* g_debugTexts = nullptr;
 ThreadWatch* g_threadWatch = nullptr;
 EventWatch* g_eventWatch = nullptr;
+NoAddressWaits* g_noAddressWaits = nullptr;
 HostPath* g_hostPath = nullptr;
 
 template <typename Function>
@@ -108,7 +109,7 @@ std::uintptr_t __cdecl ThreadWatch::Start(void* security, unsigned stack, Body b
                                           unsigned flags, unsigned* id) {
   using BeginThread = std::uintptr_t(__cdecl*)(void*, unsigned, Body, void*, unsigned, unsigned*);
   ThreadWatch& self = *g_threadWatch;
-  if (self.refuse_) {
+  if (self.threads_.size() >= self.allowed_) {
     return 0;
   }
   const std::uintptr_t handle =
@@ -134,6 +135,19 @@ HANDLE WINAPI EventWatch::Create(SECURITY_ATTRIBUTES* security, BOOL manual, BOO
     return nullptr;
   }
   return self.hook_.Original<decltype(&CreateEventA)>()(security, manual, initial, name);
+}
+
+NoAddressWaits::NoAddressWaits(HMODULE driver) : hook_(driver, "GetProcAddress", Address(&Find)) {
+  g_noAddressWaits = this;
+}
+
+NoAddressWaits::~NoAddressWaits() { g_noAddressWaits = nullptr; }
+
+FARPROC WINAPI NoAddressWaits::Find(HMODULE library, LPCSTR name) {
+  const bool missing =
+      std::strcmp(name, "WaitOnAddress") == 0 || std::strcmp(name, "WakeByAddressSingle") == 0;
+  return missing ? nullptr
+                 : g_noAddressWaits->hook_.Original<decltype(&GetProcAddress)>()(library, name);
 }
 
 HostPath::HostPath(HMODULE driver, std::optional<std::string> path)

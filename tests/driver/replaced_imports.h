@@ -82,7 +82,8 @@ class ThreadWatch {
   ThreadWatch(const ThreadWatch&) = delete;
   ThreadWatch& operator=(const ThreadWatch&) = delete;
 
-  void Refuse() { refuse_ = true; }
+  /// Has all threads refused but the first so many from now on.
+  void RefuseAfter(std::size_t threads) { allowed_ = threads_.size() + threads; }
   std::size_t Started() const { return threads_.size(); }
   /// The handle that the driver got, to compare with.
   HANDLE DriversHandle(std::size_t thread) const { return threads_[thread].drivers; }
@@ -100,7 +101,7 @@ class ThreadWatch {
   static std::uintptr_t __cdecl Start(void* security, unsigned stack, Body body, void* argument,
                                       unsigned flags, unsigned* id);
 
-  bool refuse_ = false;
+  std::size_t allowed_ = SIZE_MAX;
   std::vector<Entry> threads_;
   ImportHook hook_;
 };
@@ -122,6 +123,20 @@ class EventWatch {
 
   int created_ = 0;
   int failing_;
+  ImportHook hook_;
+};
+
+/// Lets the system be one whose threads cannot wait on a word of memory, as before Windows 8.
+class NoAddressWaits {
+ public:
+  explicit NoAddressWaits(HMODULE driver);
+  ~NoAddressWaits();
+  NoAddressWaits(const NoAddressWaits&) = delete;
+  NoAddressWaits& operator=(const NoAddressWaits&) = delete;
+
+ private:
+  static FARPROC WINAPI Find(HMODULE library, LPCSTR name);
+
   ImportHook hook_;
 };
 

@@ -13,13 +13,27 @@ namespace qivm::test {
 
 namespace {
 
-const BITMAPINFOHEADER kHeader = Header(kYuy2, 64, 48);
+/// Large enough for two threads.
+const BITMAPINFOHEADER kHeader = Header(kYuy2, 256, 128);
 constexpr ResourceWatch::Holdings kNothing = {};
+
+/// The system that the driver meets.
+struct System {
+  const char* name;
+  DWORD processors;
+  bool waitsOnAddresses;
+};
 
 /// A host's use of the codec from open to close, in which Windows refuses the driver one call of
 /// all those that can be refused: memory, events, threads, registry.
-class ResourceFailureTest : public DriverTest, public ::testing::WithParamInterface<DWORD> {
+class ResourceFailureTest : public DriverTest, public ::testing::WithParamInterface<System> {
  protected:
+  ResourceFailureTest() {
+    if (!GetParam().waitsOnAddresses) {
+      noAddressWaits_.emplace(driver_.Handle());
+    }
+  }
+
   /// Runs one step and says which of the step's own calls was refused, counted from 1; 0 for none.
   template <typename Step>
   int Refused(int failing, const Step& step) {
@@ -32,15 +46,19 @@ class ResourceFailureTest : public DriverTest, public ::testing::WithParamInterf
   void CompressWithRefusal(int failing, const Instance& instance);
   void DecompressWithRefusal(int failing, const Instance& instance);
 
-  const ProcessorCount processors_{driver_.Handle(), GetParam()};
+  std::optional<NoAddressWaits> noAddressWaits_;
+  const ProcessorCount processors_{driver_.Handle(), GetParam().processors};
   const std::vector<std::uint8_t> picture_ = MakePicture(kHeader);
   const std::vector<std::uint8_t> frame_ = CompressAlone(driver_, kHeader, picture_);
   std::vector<std::uint8_t> decoded_;
   ResourceWatch resources_{driver_.Handle()};
 };
 
-INSTANTIATE_TEST_SUITE_P(Processors, ResourceFailureTest, ::testing::Values(1, 2),
-                         ::testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Systems, ResourceFailureTest,
+                         ::testing::Values(System{"OneProcessor", 1, true},
+                                           System{"TwoProcessors", 2, true},
+                                           System{"TwoProcessorsAndEvents", 2, false}),
+                         PixelFormatName());
 
 void ResourceFailureTest::CompressWithRefusal(int failing, const Instance& instance) {
   LRESULT result = ICERR_OK;
@@ -50,22 +68,15 @@ void ResourceFailureTest::CompressWithRefusal(int failing, const Instance& insta
   } else if (refused == 1) {
     EXPECT_EQ(result, ICERR_INTERNAL) << "the context";
   } else {
-    // The worker is not needed.
-    EXPECT_TRUE(result == ICERR_BADFORMAT || (result == ICERR_OK && GetParam() > 1)) << result;
+    // A second thread is not needed.
+    EXPECT_TRUE(result == ICERR_BADFORMAT || (result == ICERR_OK && GetParam().processors > 1))
+        << result;
   }
   if (result != ICERR_OK) {
     EXPECT_EQ(instance.Send(ICM_COMPRESS, nullptr, sizeof(ICCOMPRESS)), ICERR_ERROR);
     return;
   }
-  EXPECT_EQ(Refused(failing,
-                    [&] {
-                      const auto frame = Compress(instance, kHeader, picture_);
-                      if (refused == 0) {
-                        EXPECT_EQ(frame, frame_);
-                      }
-                      EXPECT_GT(frame.size(), frame_.size() / 2);
-                    }),
-            0)
+  EXPECT_EQ(Refused(failing, [&] { EXPECT_EQ(Compress(instance, kHeader, picture_), frame_); }), 0)
       << "a frame asks for nothing";
 }
 
@@ -77,7 +88,8 @@ void ResourceFailureTest::DecompressWithRefusal(int failing, const Instance& ins
   } else if (refused == 1) {
     EXPECT_EQ(result, ICERR_BADFORMAT) << "the context";
   } else {
-    EXPECT_TRUE(result == ICERR_ERROR || (result == ICERR_OK && GetParam() > 1)) << result;
+    EXPECT_TRUE(result == ICERR_ERROR || (result == ICERR_OK && GetParam().processors > 1))
+        << result;
   }
   if (result != ICERR_OK) {
     EXPECT_EQ(instance.Send(ICM_DECOMPRESS, nullptr, sizeof(ICDECOMPRESS)), ICERR_ERROR);
@@ -118,7 +130,10 @@ TEST_P(ResourceFailureTest, EveryCallOfAStream) {
   }
   RunStream(0);
   const int calls = resources_.Calls();
-  ASSERT_GT(calls, 20);
+  ASSERT_GT(calls, 10);
+  // What the system makes once for a process that is refused something is none of the driver's.
+  RunStream(1);
+  RunStream(0);
   const ProcessResources before = ProcessResources::Now();
   ASSERT_GT(before.handles, 0U);
   int reached = 0;

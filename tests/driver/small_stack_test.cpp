@@ -114,8 +114,8 @@ TEST_P(SmallStackTest, EveryCallOfAStream) {
     SCOPED_TRACE(format.name);
     for (const DWORD count : std::initializer_list<DWORD>{1, 2}) {
       const ProcessorCount processors(driver_.Handle(), count);
-      BITMAPINFOHEADER header = Header(format, 176, 144);
-      BITMAPINFOHEADER stream = CompressedHeader(176, 144);
+      BITMAPINFOHEADER header = Header(format, 256, 128);
+      BITMAPINFOHEADER stream = CompressedHeader(256, 128);
       auto picture = MakePicture(header);
       const auto frame = CompressAlone(driver_, header, picture);
       const Instance reference(driver_);

@@ -1,89 +1,91 @@
 // Frames of any bytes through one decompressor, so that what a frame leaves in it meets the next:
-// any size and output format, every processor class, with a worker and without, either field order.
-// No frame may fault but by the decoder's own will, write outside its bitmap, or be decoded
-// differently by another class.
+// any size and output format, the kernels of every tier, one thread and several, either order of
+// lines. No frame may fault but by the decoder's own will, write outside its bitmap or read outside
+// its bytes, or be decoded differently by other kernels, on other threads or in the other order.
 
 #include <algorithm>
-#include <atomic>
-#include <cstring>
 #include <memory>
 #include <vector>
 
-#include "decoder/decompressor_context.h"
-#include "platform/platform_hooks.h"
-#include "tests/fuzz/fuzz_input.h"
+#include "tests/core/kernel_tiers.h"
+#include "tests/fuzz/frames_input.h"
 
 namespace qivm::test {
 
 namespace {
 
-/// A frame in memory of exactly its size, so that the byte behind it must not be read. Never a null
-/// pointer: a host has an address for a frame of size 0 too.
-struct Frame {
-  Frame(FuzzedDataProvider& input, bool last) : shifted(input.ConsumeBool()) {
-    const Bytes content = last ? input.ConsumeRemainingBytes<std::uint8_t>()
-                               : input.ConsumeBytes<std::uint8_t>(
-                                     input.ConsumeIntegralInRange<std::size_t>(0, 0xFFFF));
-    size = content.size();
-    bytes = std::make_unique<std::uint8_t[]>(size);
-    std::copy(content.begin(), content.end(), bytes.get());
-  }
+constexpr std::uint8_t kBackground = 0x55;
 
-  bool shifted;
-  std::size_t size = 0;
-  std::unique_ptr<std::uint8_t[]> bytes;
+struct Screen {
+  ClientFormat format;
+  int width;
+  int height;
+
+  BitmapInfoHeader Header() const { return UncompressedHeader(format, width, height); }
 };
 
-/// Whether the decoder has turned a frame away, which it does by a fault under its own guard, for a
-/// table that it does not offer. Any thread of a frame may.
-std::atomic<bool> g_turnedAway = false;
-
-void NoteTurnedAway(const char* text) {
-  g_turnedAway = g_turnedAway || std::strcmp(text, "USING TABLE ZERO\n") == 0;
-}
-
-/// What the bitmap holds after each frame.
-std::vector<Bytes> DecodeAll(const std::vector<Frame>& frames, ClientFormat format, int width,
-                             int height, const Processor& processor) {
-  std::vector<Bytes> bitmaps;
-  DecompressorContext context;
-  BitmapInfoHeader outputFormat = UncompressedHeader(format, width, height);
-  if (!context.Begin(outputFormat, processor)) {
-    return bitmaps;
-  }
-  Bytes bitmap(BitmapBytes(format, width, height), 0x55);
-  for (const Frame& compressed : frames) {
-    const BitmapInfoHeader inputFormat = CompressedHeader(width, height, compressed.size);
-    const DecompressFrame frame = {&inputFormat, compressed.bytes.get(), &outputFormat,
-                                   bitmap.data()};
-    g_turnedAway = false;
-    const bool sound =
-        compressed.shifted ? context.DecodeFrameShifted(frame) : context.DecodeFrame(frame);
-    Require(sound != g_turnedAway, "no frame faults unless it is turned away");
-    bitmaps.push_back(bitmap);
-  }
-  return bitmaps;
-}
-
-void Fuzz(FuzzedDataProvider& input) {
+/// The size that an input asks for, but for very large ones.
+Screen ScreenOf(const FramesInput& input) {
   constexpr int kPixels = 1 << 14;
-  const ClientFormat format = input.PickValueInArray(kOutputFormats);
-  const int width = 16 * input.ConsumeIntegralInRange<int>(0, 175) - input.ConsumeBool();
-  const int height = std::min(16 * input.ConsumeIntegralInRange<int>(0, 175) - input.ConsumeBool(),
-                              kPixels / std::max(width, 1));
-  const Processor processor = TakeProcessor(input);
-
-  std::vector<Frame> frames;
-  for (int left = input.ConsumeIntegralInRange(0, 2); left >= 0; --left) {
-    frames.emplace_back(input, left == 0);
+  if (!input.isOdd) {
+    return {input.format, 16 * input.columns, 16 * input.rows};
   }
-  platform::Hooks().debugText = &NoteTurnedAway;
-  const auto bitmaps = DecodeAll(frames, format, width, height, processor);
-  Require(bitmaps.empty() == (width <= 0 || height <= 0), "every size above zero is decoded");
-  if (processor.count == 1) {
-    // With a worker, slices that claim each other's rows are drawn in either order.
-    Require(bitmaps == DecodeAll(frames, format, width, height, {CpuClass::plain, 1}),
-            "all classes make the same pixels");
+  return {input.format, input.oddWidth,
+          std::min(input.oddHeight, kPixels / std::max(input.oddWidth, 1))};
+}
+
+/// What the bitmap holds after each frame, and whether that was decoded.
+using Results = std::vector<std::pair<bool, Bytes>>;
+
+Results DecodeAll(const FramesInput& input, const Screen& screen, const Processor& processor) {
+  Results results;
+  DecompressorContext context;
+  const bool begun = context.Begin(screen.Header(), processor);
+  Require(begun == (screen.width > 0 && screen.height > 0), "every size above zero is decoded");
+  if (!begun) {
+    return results;
+  }
+  Bytes bitmap(BitmapBytes(screen.format, screen.width, screen.height), kBackground);
+  for (std::size_t i = 0; i < input.count; ++i) {
+    // In memory of exactly its size, so that the bytes around it must not be read. Never a null
+    // pointer: a host has an address for a frame of size 0 too.
+    const auto& frame = input.frames[i];
+    const auto bytes = std::make_unique<std::uint8_t[]>(frame.bytes.size());
+    std::ranges::copy(frame.bytes, bytes.get());
+    const bool decoded = DecodeSoundly(context, frame, bytes.get(), screen.Header(), bitmap.data());
+    results.emplace_back(decoded, bitmap);
+  }
+  return results;
+}
+
+/// The first frame in both orders of lines: one line further down, or, where slices are missing,
+/// not at all.
+void CompareOrders(const FramesInput& input, const Screen& screen, const Processor& processor) {
+  FramesInput first = input;
+  first.count = 1;
+  first.frames[0].shifted = false;
+  const Bytes plain = DecodeAll(first, screen, processor).front().second;
+  first.frames[0].shifted = true;
+  const Bytes shifted = DecodeAll(first, screen, processor).front().second;
+  Require(shifted == RotatedRows(screen.format, screen.width, screen.height, plain, 1) ||
+              shifted == Bytes(plain.size(), kBackground),
+          "the shifted picture is the plain one, a line further down");
+}
+
+void Fuzz(std::span<const std::uint8_t> bytes) {
+  const FramesInput input = ReadFrames(bytes);
+  const Screen screen = ScreenOf(input);
+  static const KernelTier machine = Processor::Current().tier;
+  const KernelTier tier = std::min(kTiers[input.hash % kTiers.size()], machine);
+  // Threads have to be started each time.
+  const std::uint64_t choice = input.hash >> 8 & 31;
+  const unsigned threads = choice < kThreadCounts.size() ? kThreadCounts[choice] : 1;
+
+  const Results expected = DecodeAll(input, screen, {KernelTier::plain, 1});
+  Require(DecodeAll(input, screen, {tier, threads, 1}) == expected,
+          "all kernels on any number of threads make the same pixels");
+  if ((input.hash >> 16 & 7) == 0 && !expected.empty()) {
+    CompareOrders(input, screen, {machine, 1});
   }
 }
 
@@ -92,7 +94,6 @@ void Fuzz(FuzzedDataProvider& input) {
 }  // namespace qivm::test
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzedDataProvider input(data, size);
-  qivm::test::Fuzz(input);
+  qivm::test::Fuzz({data, size});
   return 0;
 }

@@ -10,9 +10,8 @@
 #include <iostream>
 #include <string>
 
-#include "decoder/decompressor_context.h"
-#include "encoder/compressor_context.h"
 #include "tests/core/random_pictures.h"
+#include "tests/fuzz/frames_input.h"
 #include "tests/support/model_codec.h"
 
 namespace qivm::test {
@@ -46,61 +45,56 @@ class SeedFolder {
 constexpr std::size_t kOutputs = kOutputFormats.size();
 constexpr std::size_t kInputs = kInputFormats.size();
 
-/// What makes the targets take two processors or one.
-constexpr std::uint8_t kWorker = 0;
-constexpr std::uint8_t kAlone = 1;
-
 std::uint8_t Choice(std::size_t number, std::size_t of) {
   return static_cast<std::uint8_t>(number % of);
 }
 
+/// What the targets of the decoder read of one frame's choices.
+Bytes FrameChoices(std::size_t number, int columns, std::size_t rows, bool shifted) {
+  constexpr std::uint8_t kSmall = 0;
+  return {Choice(number, kOutputs),           static_cast<std::uint8_t>(columns - 1),
+          static_cast<std::uint8_t>(rows),    kSmall,
+          Choice(0, FramesInput::kMaxFrames), static_cast<std::uint8_t>(shifted ? 1 : 0)};
+}
+
 void AddFrames(const SeedFolder& seeds) {
   Random random(1);
-  constexpr std::uint8_t kNo = 0;
-  constexpr std::uint8_t kYes = 1;
-  const auto choices = [](std::size_t number, int columns, int rows, std::uint8_t two,
-                          std::uint8_t shifted) {
-    return Bytes{Choice(number, kOutputs),
-                 static_cast<std::uint8_t>(columns),
-                 kNo,
-                 static_cast<std::uint8_t>(rows),
-                 kNo,
-                 Choice(number, 8),
-                 two == kYes ? kWorker : kAlone,
-                 Choice(number, 2),
-                 0,  // one frame
-                 shifted};
-  };
+  constexpr auto kRows = FramesInput::kSmallRows;
   // The codec's own frames, in one part and in two.
   for (std::size_t i = 0; i < 8; ++i) {
     const ClientFormat format = kInputFormats[i % kInputs];
-    const int columns = 1 + static_cast<int>(i % 3);
-    const int rows = 1 + static_cast<int>(i % 4);
-    const Bytes bitmap = NaturalBitmap(format, 16 * columns, 16 * rows, i);
-    const Bytes stream =
-        ModelEncode(format, 16 * columns, 16 * rows, bitmap, 1 + static_cast<int>(4 * i),
-                    i % 2 == 0 ? Parts::one : Parts::two);
+    const int width = 16 * (1 + static_cast<int>(i % 3));
+    const int height = 16 * kRows[i % kRows.size()];
+    const Bytes bitmap = NaturalBitmap(format, width, height, i);
+    const Bytes stream = ModelEncode(format, width, height, bitmap, 1 + static_cast<int>(4 * i),
+                                     i % 2 == 0 ? Parts::one : Parts::two);
     seeds.Add("own-" + std::to_string(i), stream,
-              choices(i, columns, rows, i % 2 == 0 ? kNo : kYes, i % 3 == 0 ? kYes : kNo));
+              FrameChoices(i, width / 16, i % kRows.size(), i % 3 == 0));
   }
   // What others may write.
-  for (std::size_t i = 0; i < 8; ++i) {
+  for (std::size_t i = 0; i < 12; ++i) {
     const int columns = 1 + static_cast<int>(i % 3);
-    const int rows = 1 + static_cast<int>(i % 2);
-    ModelPicture picture = RandomPicture(random, columns, rows);
+    const ModelPicture picture = RandomPicture(random, columns, kRows[i % kRows.size()]);
     seeds.Add("liberties-" + std::to_string(i), StreamOf(picture),
-              choices(i, columns, rows, kNo, kNo));
+              FrameChoices(i, columns, i % kRows.size(), false));
   }
-  // A frame before another, of another size: two lengths of the first frame are 16 bits.
+  // A frame before another, of another size.
   const Bytes first = StreamOf(RandomPicture(random, 2, 1));
   const Bytes second = StreamOf(RandomPicture(random, 1, 2));
   Bytes both = first;
   both.insert(both.end(), second.begin(), second.end());
-  seeds.Add(
-      "two-frames", both,
-      {0, 2, kNo, 1, kNo, 0, kAlone, kNo, 1, kNo, static_cast<std::uint8_t>(first.size() >> 8),
-       static_cast<std::uint8_t>(first.size()), kYes});
-  seeds.Add("empty", {}, choices(2, 1, 1, kNo, kNo));
+  Bytes choices = FrameChoices(0, 1, 1, false);
+  choices[4] = 1;
+  choices.insert(choices.end(), {static_cast<std::uint8_t>(first.size() >> 8),
+                                 static_cast<std::uint8_t>(first.size()), 1});
+  seeds.Add("two-frames", both, choices);
+  // A bitmap that ends inside of macroblocks.
+  choices = FrameChoices(2, 3, 1, true);
+  choices[1] = 3;
+  choices[2] = 2;
+  choices[3] = 0xFF;
+  seeds.Add("odd-size", StreamOf(RandomPicture(random, 3, 2)), choices);
+  seeds.Add("empty", {}, FrameChoices(2, 1, 0, false));
 }
 
 void AddBitmaps(const SeedFolder& seeds) {
@@ -110,7 +104,7 @@ void AddBitmaps(const SeedFolder& seeds) {
         i == 7 ? BlackWhiteNoiseBitmap(format, 16, 16, i) : NaturalBitmap(format, 16, 16, i);
     const std::size_t quality = 1400 * i;
     seeds.Add("bitmap-" + std::to_string(i), bitmap,
-              {Choice(i, kInputs), 1, 0, 1, 0, Choice(i, 2), Choice(i, 8), Choice(i / 2, 2), 1, 0,
+              {Choice(i, kInputs), 1, 0, 1, 0, Choice(i, 2), Choice(i, 3), Choice(i, 4), 0,
                static_cast<std::uint8_t>(quality >> 8), static_cast<std::uint8_t>(quality)});
   }
 }
@@ -122,7 +116,7 @@ void AddRoundTrips(const SeedFolder& seeds) {
     seeds.Add("picture-" + std::to_string(i), NaturalBitmap(format, 16, 16, i),
               {Choice(i, kInputs), Choice(i, kOutputs), 0, Choice(i, 3),
                static_cast<std::uint8_t>(quality >> 8), static_cast<std::uint8_t>(quality),
-               Choice(i, 8), Choice(i, 2), 1});
+               Choice(i, 3), Choice(i, 4)});
   }
 }
 
@@ -137,7 +131,8 @@ void AddMacroblocks(const SeedFolder& seeds) {
       words.push_back(static_cast<std::uint8_t>(value >> 8));
     }
     seeds.Add("macroblock-" + std::to_string(i), words,
-              {Choice(i, 3), Choice(i, 2), static_cast<std::uint8_t>(5 * i), Choice(i / 2, 2)});
+              {Choice(i, 2), static_cast<std::uint8_t>(5 * i), Choice(i / 2, 2),
+               static_cast<std::uint8_t>(i == 4 ? 15 : 0), Choice(i, 8)});
   }
 }
 

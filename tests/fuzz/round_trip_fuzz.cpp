@@ -24,11 +24,11 @@ void Fuzz(FuzzedDataProvider& input) {
   Bytes stream(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
   CompressorContext compressor;
   Require(compressor.Begin(compressed, inputFormat, processor), "the format is taken");
-  Require(compressor.EncodeFrame(
-              {&compressed, stream.data(), &inputFormat, bitmap.data(), nullptr, quality}),
-          "no bitmap faults");
+  Require(compressor.EncodeFrame({&compressed, stream.data(), &inputFormat, bitmap.data(), nullptr,
+                                  quality}) == FrameOutcome::done,
+          "every bitmap is coded");
   stream.resize(compressed.biSizeImage);
-  const Parts parts = compressor.HasWorker() ? Parts::two : Parts::one;
+  const Parts parts = processor.count > 1 ? Parts::two : Parts::one;
   Require(
       stream == ModelEncode(inputPixels, width, height, bitmap, ModelQuantiserCode(quality), parts),
       "the frame is the expected one");
@@ -38,8 +38,9 @@ void Fuzz(FuzzedDataProvider& input) {
   Bytes expected = decoded;
   DecompressorContext decompressor;
   Require(decompressor.Begin(outputFormat, processor), "the output format is taken");
-  Require(decompressor.DecodeFrame({&compressed, stream.data(), &outputFormat, decoded.data()}),
-          "no frame faults");
+  Require(decompressor.DecodeFrame({&compressed, stream.data(), &outputFormat, decoded.data()}) ==
+              FrameOutcome::done,
+          "every frame is decoded");
   ModelDecode(ParsePicture(stream), outputPixels, width, height, expected);
   Require(decoded == expected, "the pixels are the expected ones");
 }

@@ -9,8 +9,8 @@
 namespace qivm::interop {
 
 std::vector<Processor> ProcessorsToTest() {
-  const CpuClass machine = DetectCpuClass();
-  return {{CpuClass::plain, 1}, {CpuClass::plain, 2}, {machine, 1}, {machine, 2}};
+  const KernelTier machine = Processor::Current().tier;
+  return {{KernelTier::plain, 1}, {KernelTier::plain, 2}, {machine, 1}, {machine, 3}};
 }
 
 std::vector<Bytes> DecodeToYuy2(const std::vector<Bytes>& frames, Size size,
@@ -25,7 +25,8 @@ std::vector<Bytes> DecodeToYuy2(const std::vector<Bytes>& frames, Size size,
   for (const Bytes& frame : frames) {
     const BitmapInfoHeader input = test::CompressedHeader(size.width, size.height, frame.size());
     Bytes& picture = pictures.emplace_back(2 * size.Samples(), kUnwritten);
-    if (!context.DecodeFrame({&input, frame.data(), &output, picture.data()})) {
+    if (context.DecodeFrame({&input, frame.data(), &output, picture.data()}) !=
+        FrameOutcome::done) {
       throw std::runtime_error("a fault ended frame " + std::to_string(pictures.size() - 1));
     }
   }
@@ -45,7 +46,8 @@ std::vector<Bytes> EncodeFrames(std::span<const std::uint8_t> pixels, Size size,
   const std::size_t bitmapBytes = test::BitmapBytes(format, size.width, size.height);
   for (; !pixels.empty(); pixels = pixels.subspan(bitmapBytes)) {
     Bytes& frame = frames.emplace_back(size.Samples() * 3);
-    if (!context.EncodeFrame({&output, frame.data(), &input, pixels.data(), nullptr, quality})) {
+    if (context.EncodeFrame({&output, frame.data(), &input, pixels.data(), nullptr, quality}) !=
+        FrameOutcome::done) {
       throw std::runtime_error("frame " + std::to_string(frames.size() - 1) + " cannot be coded");
     }
     frame.resize(output.biSizeImage);

@@ -11,7 +11,7 @@
 /// Whole clips through the codec's two contexts.
 namespace qivm::interop {
 
-/// The processors that a test runs on: without and with a worker, plain kernels and this machine's.
+/// The processors that a test runs on: one and several, plain kernels and this machine's.
 std::vector<Processor> ProcessorsToTest();
 
 /// Decodes frames with one context into YUY2. Each bitmap starts out filled with one value, so that

@@ -62,7 +62,7 @@ void ExpectPictures(const std::vector<Bytes>& frames, const std::vector<Bytes>& 
   }
   for (const Processor& processor : ProcessorsToTest()) {
     EXPECT_TRUE(DecodeToYuy2(frames, size, processor) == first)
-        << "class " << static_cast<int>(processor.cpuClass) << " with " << processor.count
+        << "tier " << static_cast<int>(processor.tier) << " with " << processor.count
         << " processors decodes otherwise";
   }
   std::cout << "largest difference: " << largest << "\n";
@@ -243,7 +243,7 @@ TEST_P(MacroblockQuantiser, DecodesAsFfmpegDoes) {
   const std::vector<Bytes> frames =
       EncodeFramesWithFfmpeg(kInterlaced, kSize, adaptive + GetParam());
   const StreamStatistics statistics = StatisticsOf(frames);
-  EXPECT_GT(statistics.withQuantiser, statistics.macroblocks / 10);
+  EXPECT_GT(statistics.quantiserChanges, statistics.macroblocks / 10);
   EXPECT_GE(statistics.quantiserCodes.size(), 4U);
   EXPECT_FALSE(statistics.picture.qScaleType == 0 && statistics.quantiserCodes.contains(16));
   ExpectSamePictures(frames, kSize);

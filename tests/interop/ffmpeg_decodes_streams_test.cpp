@@ -42,7 +42,7 @@ TEST_P(CodecStreams, DecodeInFfmpeg) {
   const std::size_t planarSize = 2 * clip.size.Samples();
   int largest = 0;
   for (const Processor& processor : ProcessorsToTest()) {
-    SCOPED_TRACE("class " + std::to_string(static_cast<int>(processor.cpuClass)) + " with " +
+    SCOPED_TRACE("tier " + std::to_string(static_cast<int>(processor.tier)) + " with " +
                  std::to_string(processor.count) + " processors");
     const std::vector<Bytes> frames =
         EncodeFrames(pixels, clip.size, clip.format, quality, processor);

@@ -1,27 +1,38 @@
 #include "tests/interop/stream_statistics.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 
-#include "decoder/picture_decoder.h"
-#include "mpeg2/macroblock_record.h"
+#include "decoder/header_parser.h"
+#include "decoder/slice_index.h"
+#include "decoder/slice_reader.h"
+#include "kernels/start_codes.h"
 
 namespace qivm::interop {
 
 namespace {
 
-void CountMacroblock(MacroblockRecord& record, StreamStatistics& statistics) {
-  ++statistics.macroblocks;
-  if (record.macroblockType == MacroblockRecord::kIntraWithQuant) {
-    ++statistics.withQuantiser;
-  }
-  if (record.parameters.framePredFrameDct == 0 && record.parameters.frameDct == 0) {
-    ++statistics.fieldDct;
-  }
-  statistics.quantiserCodes.insert(record.parameters.quantiserScaleCode);
-  for (int index = 0; index < record.blockCount; ++index) {
-    for (const std::int16_t level : record.Block(index).subspan(1)) {
-      statistics.largestLevel = std::max(statistics.largestLevel, std::abs(int{level}));
+void CountSlice(std::span<const std::uint8_t> slice, StreamStatistics& statistics) {
+  BitReader reader;
+  reader.Attach(slice);
+  SliceState state = ReadSliceHeader(reader, statistics.picture);
+  for (int column = 0; column < statistics.picture.MbPerRow(); ++column) {
+    const std::uint8_t codeBefore = state.quantiserScaleCode;
+    std::array<LevelBlock, MacroblockRecord::kBlocks> blocks = {};
+    ReadMacroblock(reader, statistics.picture, state, blocks);
+    ++statistics.macroblocks;
+    if (state.quantiserScaleCode != codeBefore) {
+      ++statistics.quantiserChanges;
+    }
+    if (statistics.picture.framePredFrameDct == 0 && !state.frameDct) {
+      ++statistics.fieldDct;
+    }
+    statistics.quantiserCodes.insert(state.quantiserScaleCode);
+    for (const LevelBlock& block : blocks) {
+      for (std::size_t i = 1; i < LevelBlock::kLevels; ++i) {
+        statistics.largestLevel = std::max(statistics.largestLevel, std::abs(block.Level(i)));
+      }
     }
   }
 }
@@ -30,17 +41,19 @@ void CountMacroblock(MacroblockRecord& record, StreamStatistics& statistics) {
 
 StreamStatistics StatisticsOf(const std::vector<Bytes>& frames) {
   StreamStatistics statistics;
-  PictureDecoder decoder;
-  MacroblockRecord record;
+  HeaderParser headers;
+  SliceIndex index;
   for (const Bytes& frame : frames) {
-    decoder.Attach(frame);
-    if (!decoder.ParsePictureHeaders(record)) {
+    if (!headers.ParsePictureHeaders(frame)) {
       continue;
     }
-    statistics.picture = decoder.Parameters();
-    const int macroblocks = statistics.picture.MbPerRow() * statistics.picture.MbRows();
-    for (int i = 0; i < macroblocks && decoder.DecodeNextMacroblock(record); ++i) {
-      CountMacroblock(record, statistics);
+    statistics.picture = headers.Parameters();
+    const int rows = statistics.picture.MbRows();
+    index.Find(frame, headers.EndOfHeaders(), rows, &kernels::plain::FindStartCode);
+    for (int row = 0; row < rows; ++row) {
+      if (index.Has(row)) {
+        CountSlice(index.Slice(row), statistics);
+      }
     }
   }
   return statistics;

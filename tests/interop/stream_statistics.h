@@ -13,13 +13,13 @@ namespace qivm::interop {
 struct StreamStatistics {
   PictureParameters picture;  ///< of the last frame
   int macroblocks = 0;
-  int withQuantiser = 0;  ///< that carry a quantiser_scale_code of their own
-  int fieldDct = 0;       ///< that carry dct_type 1
+  int quantiserChanges = 0;  ///< with another quantiser_scale_code than the one before
+  int fieldDct = 0;          ///< that carry dct_type 1
   std::set<int> quantiserCodes;
   int largestLevel = 0;  ///< magnitude of the largest AC level
 };
 
-/// Walks through all macroblocks of the frames with the codec's stream decoder.
+/// Walks through all macroblocks of the frames with the codec's slice reader.
 StreamStatistics StatisticsOf(const std::vector<Bytes>& frames);
 
 }  // namespace qivm::interop

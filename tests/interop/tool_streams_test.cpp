@@ -66,7 +66,7 @@ TEST(ToolExport, GivesAStreamThatFfmpegDecodes) {
 
 TEST(ToolExport, StatesTheRateOfTheAvi) {
   const std::vector<Bytes> frames = EncodeFrames(GenerateWithFfmpeg(kGraph, 2, "yuyv422"), kSize,
-                                                 ClientFormat::yuy2, 8000, {CpuClass::plain, 1});
+                                                 ClientFormat::yuy2, 8000, {KernelTier::plain, 1});
   const TemporaryFile avi(".avi");
   StoreAvi(avi.Name(), 30000, 1001, kSize, frames);
   const ToolRun plain = RunVfwtool({"export", avi.Name(), "-o", "-"});

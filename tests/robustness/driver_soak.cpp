@@ -1,6 +1,6 @@
-// Uses the built driver for a long time: frames, begins and ends, and faults on the calling thread
-// and on the worker, in both directions. Results must stay the same, and what the process holds of
-// the system as well.
+// Uses the built driver for a long time: frames on one thread and on several, begins and ends, and
+// faults in any row on any thread, in both directions. Results must stay the same, and what the
+// process holds of the system as well.
 //
 // usage: driver_soak [--frames N] [--cycles N] [--faults N]      N for each direction
 
@@ -28,7 +28,10 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::size_t kPage = 4096;
+constexpr std::size_t kPage = GuardedBuffer::kPage;
+
+/// A picture that two threads share; a row of its macroblocks is two pages.
+const BITMAPINFOHEADER kSharedHeader = Header(kYuy2, 256, 128);
 
 /// Ends the program: after a wrong result there is nothing left to watch.
 void Require(bool sound, const char* what) {
@@ -122,20 +125,26 @@ bool RunSteadily(const ResourceWatch& watch, const char* what, std::uint64_t tim
 }
 
 bool SoakFrames(const DriverModule& driver, const ResourceWatch& watch, std::uint64_t frames) {
-  Stream stream(driver, Header(kYuy2, 16, 16));
+  Stream small(driver, Header(kYuy2, 16, 16));
+  Stream shared(driver, kSharedHeader);
   bool steady = true;
   for (const Direction& direction : kDirections) {
-    const Instance instance(driver);
-    Require(direction.begin(instance, stream.Header()) == ICERR_OK, "no context");
-    std::printf("%s, 16 x 16, frames: ", direction.name);
-    steady = RunSteadily(watch, "frames", frames, [&] { (stream.*direction.frame)(instance); }) &&
-             steady;
+    for (Stream* const stream : {&small, &shared}) {
+      const Instance instance(driver);
+      Require(direction.begin(instance, stream->Header()) == ICERR_OK, "no context");
+      std::printf("%s, %ld x %ld, frames: ", direction.name, stream->Header().biWidth,
+                  stream->Header().biHeight);
+      // A frame that threads share takes a multiple of the small one's time.
+      steady = RunSteadily(watch, "frames", stream == &small ? frames : frames / 10,
+                           [&] { (stream->*direction.frame)(instance); }) &&
+               steady;
+    }
   }
   return steady;
 }
 
 bool SoakCycles(const DriverModule& driver, const ResourceWatch& watch, std::uint64_t cycles) {
-  Stream stream(driver, Header(kYuy2, 16, 32));
+  Stream stream(driver, kSharedHeader);
   bool steady = true;
   for (const Direction& direction : kDirections) {
     std::printf("%s, begin, frame and end: ", direction.name);
@@ -153,47 +162,46 @@ bool SoakCycles(const DriverModule& driver, const ResourceWatch& watch, std::uin
 }
 
 std::atomic<std::uint64_t> g_callersFaults = 0;
-std::atomic<std::uint64_t> g_workersFaults = 0;
+std::atomic<std::uint64_t> g_helpersFaults = 0;
 DWORD g_caller = 0;
 
 LONG CALLBACK CountFault(EXCEPTION_POINTERS* exception) {
   if (exception->ExceptionRecord->ExceptionCode == EXCEPTION_ACCESS_VIOLATION) {
-    ++(GetCurrentThreadId() == g_caller ? g_callersFaults : g_workersFaults);
+    ++(GetCurrentThreadId() == g_caller ? g_callersFaults : g_helpersFaults);
   }
   return EXCEPTION_CONTINUE_SEARCH;
 }
 
 bool SoakFaults(const DriverModule& driver, const ResourceWatch& watch, std::uint64_t faults) {
-  // Top-down: the first page is the upper half, which the calling thread has, the second the lower
-  // one, which the worker has.
-  Stream stream(driver, Header(kYuy2, 64, 64));
+  Stream stream(driver, kSharedHeader);
   g_caller = GetCurrentThreadId();
   void* const handler = AddVectoredExceptionHandler(1, &CountFault);
   bool steady = true;
   for (const Direction& direction : kDirections) {
-    for (const bool worker : {false, true}) {
-      GuardedBuffer bitmap(2 * kPage);
-      DWORD before = 0;
-      Require(VirtualProtect(bitmap.Data() + (worker ? kPage : 0), kPage, PAGE_NOACCESS, &before) !=
-                  FALSE,
-              "no page to fault on");
-      const Instance instance(driver);
-      Require(direction.begin(instance, stream.Header()) == ICERR_OK, "no context");
-      g_callersFaults = 0;
-      g_workersFaults = 0;
-      std::printf("%s, faults on the %s: ", direction.name, worker ? "worker" : "calling thread");
-      std::uint64_t frames = 0;
-      steady = RunSteadily(watch, "faults", faults,
-                           [&] {
-                             (stream.*direction.frameAt)(instance, bitmap.Data());
-                             ++frames;
-                           }) &&
-               steady;
-      Require((worker ? g_workersFaults : g_callersFaults) == frames,
-              "not one fault a frame on the thread that was meant");
-      // As if nothing had been.
-      (stream.*direction.frame)(instance);
-    }
+    GuardedBuffer bitmap(BitmapBytes(stream.Header()));
+    const std::size_t pages = bitmap.Size() / kPage;
+    Require(pages * kPage == bitmap.Size(), "the pages are not those of rows");
+    const Instance instance(driver);
+    Require(direction.begin(instance, stream.Header()) == ICERR_OK, "no context");
+    g_callersFaults = 0;
+    g_helpersFaults = 0;
+    std::printf("%s, faults: ", direction.name);
+    std::uint64_t frames = 0;
+    steady = RunSteadily(watch, "faults", faults,
+                         [&] {
+                           const auto page = static_cast<std::size_t>(frames++ % pages);
+                           const std::uint64_t before = g_callersFaults + g_helpersFaults;
+                           bitmap.ProtectPage(page, GuardedBuffer::Access::none);
+                           (stream.*direction.frameAt)(instance, bitmap.Data());
+                           bitmap.ProtectPage(page, GuardedBuffer::Access::readWrite);
+                           Require(g_callersFaults + g_helpersFaults > before, "no fault");
+                         }) &&
+             steady;
+    std::printf("  on the calling thread %llu, on its helper %llu\n",
+                static_cast<unsigned long long>(g_callersFaults.load()),
+                static_cast<unsigned long long>(g_helpersFaults.load()));
+    // As if nothing had been.
+    (stream.*direction.frame)(instance);
   }
   RemoveVectoredExceptionHandler(handler);
   return steady;

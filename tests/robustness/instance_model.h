@@ -19,7 +19,7 @@ State InitialState(DWORD handler);
 /// What a begun context was begun with.
 struct BegunContext {
   BITMAPINFOHEADER format = {};  // of the uncompressed side
-  bool worker = false;
+  bool severalProcessors = false;
 };
 
 /// What a host has to expect of an instance: its state, and by that what the messages return. It is

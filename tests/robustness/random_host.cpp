@@ -14,7 +14,7 @@ namespace qivm::test {
 namespace {
 
 constexpr std::size_t kMostInstances = 4;
-constexpr std::size_t kWallBytes = 64 * 64 * 4;
+constexpr std::size_t kWallBytes = std::size_t{256} * 192 * 4;
 
 template <typename Value>
 Value OneOf(Random& random, std::initializer_list<Value> values) {
@@ -120,7 +120,7 @@ void RandomHost::Step() {
 
 void RandomHost::ChooseHost() {
   HostThread& host = ThisHostThread();
-  host.processors = OneOf<DWORD>(random_, {1, 2, 2, 64});
+  host.processors = OneOf<DWORD>(random_, {1, 2, 3, 64});
   host.defectiveHost = random_.OneIn(8);
   host.dialogResult = random_.Between(-1, 2);
   host.dialogs = 0;

@@ -91,6 +91,8 @@ class RandomHost {
   void CompressSound(OpenInstance& instance, std::size_t format, std::size_t size);
   void CompressDamaged(OpenInstance& instance);
   void Decompress(OpenInstance& instance);
+  /// The format that a decompression has begun with, or sometimes another.
+  BITMAPINFOHEADER MostlyBegunFormat(const BITMAPINFOHEADER& begun);
   void DecompressSound(OpenInstance& instance);
   void DecompressMutated(OpenInstance& instance);
   void DecompressDamaged(OpenInstance& instance);

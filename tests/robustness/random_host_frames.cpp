@@ -106,6 +106,12 @@ struct DecompressArguments {
   std::unique_ptr<GuardedValue<ICDECOMPRESS>> request;
 };
 
+/// Whether a frame of one format is what a context for the other takes.
+bool SameFormat(const BITMAPINFOHEADER& a, const BITMAPINFOHEADER& b) {
+  return a.biWidth == b.biWidth && a.biHeight == b.biHeight && a.biCompression == b.biCompression &&
+         a.biBitCount == b.biBitCount;
+}
+
 bool EndsWithEndCode(std::span<const std::uint8_t> frame) {
   constexpr std::uint8_t kEndCode[] = {0, 0, 1, 0xB7};
   return frame.size() >= sizeof(kEndCode) &&
@@ -145,7 +151,7 @@ Parameter SpoilMemory(Arguments& arguments, const GuardedBuffer& bitmap, const G
                              Slot(fields.lpOutput)};
   void*& pointer = *pointers[random.Below(std::size(pointers))];
   if (random.OneIn(2)) {
-    announcement.AddNull();
+    // Seen before it is followed.
     pointer = nullptr;
   } else {
     announcement.Add(wall.Data(), wall.Size());
@@ -257,8 +263,9 @@ void RandomHost::CompressSound(OpenInstance& instance, std::size_t format, std::
                             ? model.quality
                             : arguments.fields.dwQuality;
   if (!noise && quality == kDefaultQuality) {
-    Check(std::ranges::equal(frame, references_.Compressed(format, size, model.compressor->worker,
-                                                           model.FieldsChanged())),
+    Check(std::ranges::equal(
+              frame, references_.Compressed(format, size, model.compressor->severalProcessors,
+                                            model.FieldsChanged())),
           "a frame unlike the reference");
     ++counts_.comparisons;
   }
@@ -278,10 +285,8 @@ void RandomHost::CompressDamaged(OpenInstance& instance) {
   AccessWatch::Announcement announcement(lane_);
   Parameter passed = nullptr;
   if (!known) {
-    announcement.AddNull();
     passed = arguments.Request();
   } else if (random_.OneIn(8)) {
-    announcement.AddNull();
     BITMAPINFOHEADER other = begun;
     other.biHeight += 16;
     otherHeader.Set(other);
@@ -322,17 +327,20 @@ void RandomHost::Decompress(OpenInstance& instance) {
   }
 }
 
+BITMAPINFOHEADER RandomHost::MostlyBegunFormat(const BITMAPINFOHEADER& begun) {
+  if (ReferenceFrames::FormatOf(begun) && ReferenceFrames::SizeOf(begun) && !random_.OneIn(6)) {
+    return ReferenceFrames::HeaderOf(*ReferenceFrames::FormatOf(begun),
+                                     *ReferenceFrames::SizeOf(begun));
+  }
+  return ReferenceFrames::HeaderOf(random_.Below(ReferenceFrames::kOutputFormats),
+                                   random_.Below(ReferenceFrames::kSizes));
+}
+
 void RandomHost::DecompressSound(OpenInstance& instance) {
   const InstanceModel& model = instance.model;
   const BITMAPINFOHEADER& begun = model.decompressor->format;
-  const std::size_t size = ReferenceFrames::SizeOf(begun).value_or(0);
-  std::size_t format = 0;
-  BITMAPINFOHEADER header = {};
-  do {
-    // A context stays with RGB or with YUV, as it was begun.
-    format = random_.Below(ReferenceFrames::kOutputFormats);
-    header = ReferenceFrames::HeaderOf(format, size);
-  } while ((header.biCompression == BI_RGB) != (begun.biCompression == BI_RGB));
+  const BITMAPINFOHEADER header = MostlyBegunFormat(begun);
+  const std::size_t size = ReferenceFrames::SizeOf(header).value_or(0);
   const std::vector<std::uint8_t> none;
   const bool empty = random_.OneIn(16);
   DecompressArguments arguments(header, BitmapBytes(header), empty ? none : references_.Frame(size),
@@ -340,10 +348,10 @@ void RandomHost::DecompressSound(OpenInstance& instance) {
   Expect(Send(instance.id, ICM_DECOMPRESS, arguments.Request(), sizeof(ICDECOMPRESS)), ICERR_OK);
   ++counts_.frames;
   Check(arguments.GapsIntact(), "a write beside a bitmap");
-  if (empty) {
-    Check(arguments.IsUntouched(), "a bitmap written without a frame");
-  } else if (!model.strayHeaders &&
-             (!model.FieldsChanged() || ReferenceFrames::SizeOf(begun).has_value())) {
+  if (empty || !SameFormat(header, begun)) {
+    Check(arguments.IsUntouched(), "a bitmap written without a frame for it");
+  } else if (!model.strayHeaders) {
+    const std::size_t format = ReferenceFrames::FormatOf(header).value_or(0);
     Check(SamePicture(header, arguments.output.Bytes(),
                       references_.Decompressed(format, size, model.FieldsChanged())),
           "a bitmap unlike the reference");
@@ -352,12 +360,11 @@ void RandomHost::DecompressSound(OpenInstance& instance) {
 }
 
 void RandomHost::DecompressMutated(OpenInstance& instance) {
+  const BITMAPINFOHEADER& begun = instance.model.decompressor->format;
   // Neither the bitmap's size nor its format need be what was begun or what the frame is.
-  BITMAPINFOHEADER header = ReferenceFrames::HeaderOf(random_.Below(ReferenceFrames::kFormats),
-                                                      random_.Below(ReferenceFrames::kSizes));
+  BITMAPINFOHEADER header = MostlyBegunFormat(begun);
   std::size_t bytes = BitmapBytes(header);
   if (random_.OneIn(8)) {
-    // Such bitmaps are not written at all.
     constexpr LONG kExtents[] = {0, -16, -0x7FFFFFFF};
     (random_.OneIn(2) ? header.biWidth : header.biHeight) = kExtents[random_.Below(3)];
     bytes = 1;
@@ -371,12 +378,12 @@ void RandomHost::DecompressMutated(OpenInstance& instance) {
   Expect(Send(instance.id, ICM_DECOMPRESS, arguments.Request(), sizeof(ICDECOMPRESS)), ICERR_OK);
   ++counts_.damaged;
   Check(arguments.GapsIntact(), "a write beside a bitmap");
+  Check(SameFormat(header, begun) || arguments.IsUntouched(), "a bitmap of another format written");
 }
 
 void RandomHost::DecompressDamaged(OpenInstance& instance) {
-  const std::size_t size = ReferenceFrames::SizeOf(instance.model.decompressor->format).value_or(0);
-  const BITMAPINFOHEADER header =
-      ReferenceFrames::HeaderOf(random_.Below(ReferenceFrames::kOutputFormats), size);
+  const BITMAPINFOHEADER header = MostlyBegunFormat(instance.model.decompressor->format);
+  const std::size_t size = ReferenceFrames::SizeOf(header).value_or(0);
   DecompressArguments arguments(header, BitmapBytes(header), references_.Frame(size), random_);
   AccessWatch::Announcement announcement(lane_);
   const Parameter passed = SpoilMemory(arguments, arguments.output, wall_, random_, announcement);

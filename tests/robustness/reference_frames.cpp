@@ -8,7 +8,8 @@ namespace qivm::test {
 
 namespace {
 
-constexpr SIZE kPictureSizes[ReferenceFrames::kSizes] = {{16, 16}, {32, 48}, {64, 64}};
+/// The last one is worth several threads.
+constexpr SIZE kPictureSizes[ReferenceFrames::kSizes] = {{16, 16}, {32, 48}, {256, 192}};
 
 void ChangeFields(const Instance& instance, bool wanted) {
   State state = InitialState(kQivmCode);
@@ -51,13 +52,13 @@ void ReferenceFrames::Compress(const DriverModule& driver) {
     for (std::size_t size = 0; size < kSizes; ++size) {
       const BITMAPINFOHEADER header = HeaderOf(format, size);
       pictures_[format][size] = MakePicture(header, static_cast<unsigned>(format));
-      for (const bool worker : {false, true}) {
-        ThisHostThread().processors = worker ? 2 : 1;
+      for (const bool several : {false, true}) {
+        ThisHostThread().processors = several ? 2 : 1;
         for (const bool fields : {false, true}) {
           const Instance instance(driver);
           ChangeFields(instance, fields);
           EXPECT_EQ(BeginCompress(instance, header), ICERR_OK);
-          compressed_[format][size][worker ? 1 : 0][fields ? 1 : 0] =
+          compressed_[format][size][several ? 1 : 0][fields ? 1 : 0] =
               test::Compress(instance, header, pictures_[format][size]);
         }
       }

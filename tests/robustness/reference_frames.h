@@ -30,9 +30,9 @@ class ReferenceFrames {
   const Bytes& Picture(std::size_t format, std::size_t size) const {
     return pictures_[format][size];
   }
-  /// The picture compressed at quality 8000.
-  const Bytes& Compressed(std::size_t format, std::size_t size, bool worker, bool fields) const {
-    return compressed_[format][size][worker ? 1 : 0][fields ? 1 : 0];
+  /// The picture compressed at quality 8000, on one processor or on several.
+  const Bytes& Compressed(std::size_t format, std::size_t size, bool several, bool fields) const {
+    return compressed_[format][size][several ? 1 : 0][fields ? 1 : 0];
   }
   /// One frame of each size, and what it is decompressed to over a bitmap of zeros.
   const Bytes& Frame(std::size_t size) const { return Compressed(2, size, false, false); }

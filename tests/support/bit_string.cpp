@@ -22,6 +22,14 @@ BitString& BitString::Put(std::string_view text) {
   return *this;
 }
 
+BitString& BitString::Put(const BitString& bits) {
+  BitCursor cursor(bits.Bytes());
+  for (std::size_t i = 0; i < bits.Bits(); ++i) {
+    PutBit(cursor.Take(1) != 0);
+  }
+  return *this;
+}
+
 BitString& BitString::PutBytes(std::span<const std::uint8_t> bytes) {
   for (const std::uint8_t byte : bytes) {
     Put(byte, 8);

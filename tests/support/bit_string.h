@@ -16,6 +16,7 @@ class BitString {
   BitString& PutBit(bool bit) { return Put(bit ? 1U : 0U, 1); }
   /// Appends bits written as a text of 0 and 1; blanks separate groups.
   BitString& Put(std::string_view text);
+  BitString& Put(const BitString& bits);
   BitString& PutBytes(std::span<const std::uint8_t> bytes);
   /// Zero bits up to a multiple of `bytes` bytes.
   BitString& AlignTo(std::size_t bytes);

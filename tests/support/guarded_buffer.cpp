@@ -109,6 +109,12 @@ void GuardedBuffer::Protect(Access access) {
   }
 }
 
+void GuardedBuffer::ProtectPage(std::size_t index, Access access) {
+  if (!Change(pages_ + index * kPage, kPage, access)) {
+    std::abort();
+  }
+}
+
 bool GuardedBuffer::GapsIntact() const {
   const auto isGap = [](std::uint8_t byte) { return byte == kGapByte; };
   return std::all_of(pages_, data_, isGap) &&

@@ -31,6 +31,10 @@ class GuardedBuffer {
   enum class Access : std::uint8_t { none, read, readWrite };
   /// Changes the access to the whole buffer.
   void Protect(Access access);
+  /// Changes the access to kPage bytes of those between the guards, counted from the first page.
+  void ProtectPage(std::size_t index, Access access);
+  /// Of every system that the codec runs on.
+  static constexpr std::size_t kPage = 4096;
   bool GapsIntact() const;
 
  private:

@@ -110,38 +110,44 @@ std::vector<Block> ModelReconstruct(const ModelPicture& picture, const ModelMacr
   return blocks;
 }
 
+void ModelDraw(const ModelPicture& picture, const ModelMacroblock& macroblock, int quantiserCode,
+               int column, int row, const Target& target) {
+  const bool inside = 16 * column + 16 <= target.width && 16 * row + 16 <= target.height;
+  if (!inside || picture.chromaFormat != 2) {
+    return;
+  }
+  const std::vector<Block> blocks = ModelReconstruct(picture, macroblock, quantiserCode);
+  Planes samples(16, 16);
+  for (std::size_t index = 0; index < blocks.size(); ++index) {
+    for (int y = 0; y < 8; ++y) {
+      for (int x = 0; x < 8; ++x) {
+        const Place place = PlaceOf(index, x, y, macroblock.fieldDct);
+        samples.At(place.component, place.x, place.y) =
+            blocks[index][static_cast<std::size_t>(8 * y + x)];
+      }
+    }
+  }
+  for (int y = 0; y < 16; ++y) {
+    for (int x = 0; x < 16; x += 2) {
+      StorePixelPair(target.format, target.width, target.height, target.bitmap, 16 * column + x,
+                     16 * row + y, samples.At(Component::luma, x, y),
+                     samples.At(Component::luma, x + 1, y), samples.At(Component::cb, x / 2, y),
+                     samples.At(Component::cr, x / 2, y));
+    }
+  }
+}
+
 void ModelDecode(const ModelPicture& picture, ClientFormat format, int width, int height,
                  std::span<std::uint8_t> bitmap) {
   for (const ModelSlice& slice : picture.slices) {
     int quantiserCode = slice.quantiserCode;
-    int column = -1;
+    int column = 0;
     for (const ModelMacroblock& macroblock : slice.macroblocks) {
-      ++column;
       if (macroblock.quantiserCode != 0) {
         quantiserCode = macroblock.quantiserCode;
       }
-      const bool inside = 16 * column + 16 <= width && 16 * slice.row + 16 <= height;
-      if (!inside || picture.chromaFormat != 2) {
-        continue;
-      }
-      const std::vector<Block> blocks = ModelReconstruct(picture, macroblock, quantiserCode);
-      Planes samples(16, 16);
-      for (std::size_t index = 0; index < blocks.size(); ++index) {
-        for (int y = 0; y < 8; ++y) {
-          for (int x = 0; x < 8; ++x) {
-            const Place place = PlaceOf(index, x, y, macroblock.fieldDct);
-            samples.At(place.component, place.x, place.y) =
-                blocks[index][static_cast<std::size_t>(8 * y + x)];
-          }
-        }
-      }
-      for (int y = 0; y < 16; ++y) {
-        for (int x = 0; x < 16; x += 2) {
-          StorePixelPair(format, width, height, bitmap, 16 * column + x, 16 * slice.row + y,
-                         samples.At(Component::luma, x, y), samples.At(Component::luma, x + 1, y),
-                         samples.At(Component::cb, x / 2, y), samples.At(Component::cr, x / 2, y));
-        }
-      }
+      ModelDraw(picture, macroblock, quantiserCode, column++, slice.row,
+                {format, width, height, bitmap});
     }
   }
 }

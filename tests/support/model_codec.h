@@ -25,6 +25,18 @@ Bytes ModelEncode(ClientFormat format, int width, int height, std::span<const st
 std::vector<Block> ModelReconstruct(const ModelPicture& picture, const ModelMacroblock& macroblock,
                                     int quantiserCode);
 
+/// A client's bitmap to draw into.
+struct Target {
+  ClientFormat format;
+  int width;
+  int height;
+  std::span<std::uint8_t> bitmap;
+};
+
+/// Draws one macroblock, unless it lies outside the bitmap or is not of a 4:2:2 picture.
+void ModelDraw(const ModelPicture& picture, const ModelMacroblock& macroblock, int quantiserCode,
+               int column, int row, const Target& target);
+
 /// Draws a picture into a client's bitmap: each slice at its row; what lies outside is dropped and
 /// what no slice covers is left as it is.
 void ModelDecode(const ModelPicture& picture, ClientFormat format, int width, int height,
