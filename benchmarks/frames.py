@@ -19,12 +19,9 @@ def _command(program, arguments, processors):
                               "--driver", f"out/{bitness}/qivm.dll")
 
 
-def _variants():
+def _variants(programs):
     """The programs and the numbers of processors on which each is measured."""
-    yield "ffmpeg", 1
-    for program, count in itertools.product(
-            ["driver32", "driver64", "core"], tools.processor_counts()):
-        yield program, count
+    return [("ffmpeg", 1), *itertools.product(programs, tools.processor_counts())]
 
 
 def _measure(clip, quality, task, pixel_format, program, processors, seconds):
@@ -55,10 +52,10 @@ def _measure_all(jobs, rounds, seconds):
     return _fastest(results)
 
 
-def measure(names, qualities, rounds, seconds):
+def measure(names, qualities, programs, rounds, seconds):
     tools.step("Measuring frames")
     jobs = [(clip, quality, *task, *variant)
-            for clip in names for quality in qualities for task in TASKS for variant in _variants()]
+            for clip in names for quality in qualities for task in TASKS for variant in _variants(programs)]
     return _measure_all(jobs, rounds, seconds)
 
 

@@ -1,14 +1,29 @@
-// Times every kernel of every processor class on the macroblocks of one picture, each kernel on
-// what the kernels before it make of them. The counter nsPerMacroblock is the result.
+// Times the parts of a frame's work one by one, on a picture of shading and texture:
+//
+//   kernel/NAME/tier:TIER    every kernel of every tier, each on what those before it make
+//   pass/NAME/tier:TIER      the passes that these kernels are in the codec
+//   serial/NAME              what one thread does of a frame while the others have nothing to do
+//   wake/seats:N             from the call until that many threads are at a frame's rows
+//
+// The result is the counter ns: of a macroblock for kernels and passes, of a thousand coded bytes
+// for serial/index and serial/join, of a frame for the rest. The fastest of many turns counts:
+// whatever else runs on the machine spoils single ones.
 
 #include <array>
+#include <atomic>
 #include <benchmark/benchmark.h>
 #include <chrono>
-#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "decoder/header_parser.h"
+#include "decoder/slice_index.h"
+#include "decoder/slice_lanes.h"
+#include "encoder/compressor_context.h"
+#include "kernels/fast_copy.h"
 #include "kernels/kernel_set.h"
+#include "platform/row_crew.h"
 
 namespace qivm::bench {
 
@@ -16,206 +31,350 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kMacroblocks = 16;  // together with their pixels they stay in the first cache
-constexpr std::size_t kRows = 16;
-constexpr std::size_t kWidth = 16 * kMacroblocks;
-constexpr std::size_t kLargestPixel = 4;
+constexpr int kColumns = 40;
+constexpr int kRows = SliceLanes::kLanes;
+constexpr int kWidth = 16 * kColumns;
+constexpr int kHeight = 16 * kRows;
 constexpr std::uint8_t kQuantiserCode = 2;  // of the codec's default quality
+/// As many as stay in the first cache together with their pixels.
+constexpr std::size_t kMacroblocks = 2 * LevelBatch::kMacroblocks;
+constexpr std::size_t kBlocks = MacroblockRecord::kBlocks;
 
-constexpr auto kClasses = std::to_array<CpuClass>(
-    {CpuClass::plain, CpuClass::amdMmx, CpuClass::intelMmx, CpuClass::intelSse, CpuClass::intelSse2,
-     CpuClass::amdExtendedMmx, CpuClass::amdSse, CpuClass::amdSse2});
+struct Tier {
+  const char* name;
+  KernelTier tier;
+};
+constexpr std::array<Tier, 3> kTiers = {
+    {{"plain", KernelTier::plain}, {"sse2", KernelTier::sse2}, {"avx2", KernelTier::avx2}}};
 
 constexpr std::array<const char*, kClientFormats> kFormatNames = {"rgb24", "rgb32", "yuy2", "uyvy",
                                                                   "yvyu",  "y16",   "y16a"};
 constexpr std::array<std::size_t, kClientFormats> kFormatBytes = {3, 4, 2, 2, 2, 2, 3};
 
-using Macroblocks = std::vector<MacroblockRecord>;
-using Pixels = std::array<std::uint8_t, kRows * kWidth * kLargestPixel>;
+using Bytes = std::vector<std::uint8_t>;
+using Records = std::vector<MacroblockRecord>;
+using Levels = std::vector<std::array<LevelBlock, kBlocks>>;
 
-/// The macroblocks before each step of the codec, in the order of encoding and decoding.
+/// What the parts work on: the macroblocks of the picture's first row, and its frame.
 struct Stages {
-  Macroblocks samples;
-  Macroblocks coefficients;
-  Macroblocks levels;
-  Macroblocks scannedLevels;
+  Bytes pixels;
+  Records samples = Records(kMacroblocks);
+  Records coefficients;
+  Levels levels = Levels(kMacroblocks);
+  std::vector<LevelBatch> batches =
+      std::vector<LevelBatch>(kMacroblocks / LevelBatch::kMacroblocks);
+  DcCoefficients dc = {};
+  Bytes frame;
 };
 
-/// A row of macroblocks in YUY2: shading with texture.
-Pixels DrawPicture() {
-  Pixels pixels = {};
+/// A picture in YUY2, with room for the widest format behind it.
+Bytes DrawPicture() {
+  Bytes pixels(std::size_t{kWidth} * kHeight * 4);
   std::uint32_t random = 1;
-  for (std::size_t i = 0; i < kRows * kWidth * 2; ++i) {
+  for (std::size_t i = 0; i < pixels.size(); ++i) {
     random = random * 1664525 + 1013904223;
     const std::size_t x = i / 2 % kWidth;
     const std::size_t y = i / (2 * kWidth);
     pixels[i] =
-        static_cast<std::uint8_t>(64 + x / 4 + y * 3 + (x / 3 + y) % 5 * 4 + (random >> 27));
+        static_cast<std::uint8_t>(64 + x / 8 + y % 64 + (x / 3 + y) % 5 * 4 + (random >> 27));
   }
   return pixels;
 }
 
-Macroblocks Apply(Macroblocks macroblocks, MacroblockKernel kernel) {
-  for (MacroblockRecord& macroblock : macroblocks) {
-    kernel(macroblock);
-  }
-  return macroblocks;
+BitmapInfoHeader Header(FourCC compression, std::uint16_t bits) {
+  BitmapInfoHeader header;
+  header.biWidth = kWidth;
+  header.biHeight = kHeight;
+  header.biBitCount = bits;
+  header.biCompression = compression;
+  return header;
+}
+
+Bytes EncodePicture(const Bytes& pixels) {
+  BitmapInfoHeader coded = Header(kQivm, 24);
+  const BitmapInfoHeader bitmap = Header(kYuy2, 16);
+  Bytes frame(std::size_t{kWidth} * kHeight * 3);
+  CompressorContext context;
+  context.Begin(coded, bitmap, {});
+  context.EncodeFrame({&coded, frame.data(), &bitmap, pixels.data()});
+  frame.resize(coded.biSizeImage);
+  return frame;
 }
 
 Stages MakeStages() {
-  const KernelSet plain = KernelsFor(CpuClass::plain, false);
-  const Pixels pixels = DrawPicture();
+  KernelSet plain = KernelsFor(KernelTier::plain);
+  const Quantiser quantiser(stream_format::kQScaleType, kQuantiserCode);
   Stages stages;
-  stages.samples.resize(kMacroblocks);
+  stages.pixels = DrawPicture();
+  stages.frame = EncodePicture(stages.pixels);
   for (std::size_t i = 0; i < kMacroblocks; ++i) {
-    MacroblockRecord& macroblock = stages.samples[i];
-    macroblock.parameters.intraDcPrecision = 3;
-    macroblock.parameters.qScaleType = 1;
-    macroblock.parameters.quantiserScaleCode = kQuantiserCode;
-    plain.input[static_cast<std::size_t>(ClientFormat::yuy2)](macroblock.coefficients.data(),
-                                                              pixels.data() + i * 32, kWidth * 2);
+    plain.Input(ClientFormat::yuy2)(stages.samples[i].values.data(), &stages.pixels[i * 32],
+                                    kWidth * 2);
   }
-  stages.coefficients = Apply(stages.samples, plain.fdct);
-  stages.levels = Apply(stages.coefficients, plain.quantise);
-  stages.scannedLevels = Apply(stages.levels, plain.scanZigzag);
+  stages.coefficients = stages.samples;
+  for (std::size_t i = 0; i < kMacroblocks; ++i) {
+    LevelBatch& batch = stages.batches[i / LevelBatch::kMacroblocks];
+    const std::size_t place = i % LevelBatch::kMacroblocks;
+    plain.fdct(stages.coefficients[i]);
+    plain.quantise(stages.coefficients[i], quantiser, batch, place);
+    for (std::size_t block = 0; block < kBlocks; ++block) {
+      stages.levels[i][block].low = batch.levels[kBlocks * place + block];
+    }
+  }
   return stages;
 }
 
-/// Times `run` on all macroblocks at a time, after `restore`, which is not timed. The result is the
-/// median: whatever else runs on the machine spoils single turns.
+/// Times `run`, after `restore`, which is not timed. The counter is nanoseconds by `units`.
 template <typename Restore, typename Run>
-void TimeMacroblocks(benchmark::State& state, Restore restore, Run run) {
-  std::vector<Clock::duration> turns;
+void Time(benchmark::State& state, double units, Restore restore, Run run) {
+  Clock::duration fastest = Clock::duration::max();
   for (auto unused : state) {
     static_cast<void>(unused);
     restore();
     benchmark::ClobberMemory();
     const Clock::time_point begin = Clock::now();
-    for (std::size_t i = 0; i < kMacroblocks; ++i) {
-      run(i);
-    }
+    run();
     benchmark::ClobberMemory();
-    turns.push_back(Clock::now() - begin);
-    // Kernels leave the MMX state as it is; the arithmetic that follows may be of the x87.
-    __asm__ volatile("emms");
-    state.SetIterationTime(std::chrono::duration<double>(turns.back()).count());
+    const Clock::duration turn = Clock::now() - begin;
+    fastest = std::min(fastest, turn);
+    state.SetIterationTime(std::chrono::duration<double>(turn).count());
   }
-  const auto median = turns.begin() + static_cast<std::ptrdiff_t>(turns.size() / 2);
-  std::nth_element(turns.begin(), median, turns.end());
-  state.counters["nsPerMacroblock"] =
-      std::chrono::duration<double, std::nano>(*median).count() / kMacroblocks;
+  state.counters["ns"] = std::chrono::duration<double, std::nano>(fastest).count() / units;
 }
-
-void TimeTransform(benchmark::State& state, MacroblockKernel kernel, const Macroblocks& before) {
-  Macroblocks work = before;
-  TimeMacroblocks(
-      state,
-      [&] {
-        for (std::size_t i = 0; i < kMacroblocks; ++i) {
-          work[i].coefficients = before[i].coefficients;
-        }
-      },
-      [&](std::size_t i) { kernel(work[i]); });
-}
-
-void TimeOutput(benchmark::State& state, OutputKernel kernel, std::size_t pixelBytes,
-                const Macroblocks& samples) {
-  Pixels pixels = {};
-  TimeMacroblocks(
-      state, [] {},
-      [&](std::size_t i) {
-        kernel(pixels.data() + i * 16 * pixelBytes, samples[i].coefficients.data(),
-               static_cast<std::ptrdiff_t>(kWidth * pixelBytes));
-      });
-}
-
-void TimeInput(benchmark::State& state, InputKernel kernel, std::size_t pixelBytes) {
-  const Pixels pixels = DrawPicture();
-  Macroblocks work(kMacroblocks);
-  TimeMacroblocks(
-      state, [] {},
-      [&](std::size_t i) {
-        kernel(work[i].coefficients.data(), pixels.data() + i * 16 * pixelBytes,
-               static_cast<std::ptrdiff_t>(kWidth * pixelBytes));
-      });
-}
-
-/// The kernels of a processor class.
-struct Variant {
-  std::string name;  // the class's code; "+avx2" behind it for the wider ones
-  KernelSet kernels;
-};
-
-std::vector<Variant> AllVariants() {
-  std::vector<Variant> variants;
-  variants.reserve(2 * kClasses.size());
-  for (const CpuClass cpuClass : kClasses) {
-    variants.push_back({std::to_string(static_cast<int>(cpuClass)), KernelsFor(cpuClass, false)});
-  }
-  for (const CpuClass cpuClass : kClasses) {
-    if (GroupOf(cpuClass) == KernelGroup::sse2 && Avx2Usable()) {
-      variants.push_back(
-          {std::to_string(static_cast<int>(cpuClass)) + "+avx2", KernelsFor(cpuClass, true)});
-    }
-  }
-  return variants;
-}
+constexpr auto kNothing = [] {};
 
 template <typename Function>
-void Register(const std::string& kernel, const Variant& variant, const Function& function) {
-  const std::string name = kernel + "/class:" + variant.name;
+void Register(const std::string& name, const Function& function) {
 #ifdef __clang_analyzer__  // takes what the library keeps for a leak
+  static_cast<void>(name);
   static_cast<void>(function);
 #else
   benchmark::RegisterBenchmark(name.c_str(), function)->UseManualTime();
 #endif
 }
 
-void RegisterTransforms(const Variant& variant, const Stages& stages) {
-  const KernelSet& kernels = variant.kernels;
-  struct Transform {
-    const char* name;
-    MacroblockKernel kernel;
-    const Macroblocks& before;
-  };
-  for (const Transform& transform : {
-           Transform{"unscanZigzag", kernels.unscanZigzag, stages.scannedLevels},
-           Transform{"unscanAlternate", kernels.unscanAlternate, stages.scannedLevels},
-           Transform{"dequantise", kernels.dequantise, stages.levels},
-           Transform{"idct", kernels.idct, stages.coefficients},
-           Transform{"fdct", kernels.fdct, stages.samples},
-           Transform{"quantise", kernels.quantise, stages.coefficients},
-           Transform{"scanZigzag", kernels.scanZigzag, stages.levels},
-           Transform{"scanAlternate", kernels.scanAlternate, stages.levels},
-           Transform{"levelMask", kernels.levelMask, stages.scannedLevels},
-       }) {
-    Register(transform.name, variant, [transform](benchmark::State& state) {
-      TimeTransform(state, transform.kernel, transform.before);
+/// The kernels of a tier at work on the stages.
+class Bench {
+ public:
+  Bench(KernelTier tier, const Stages& stages) : kernels_(KernelsFor(tier)), stages_(stages) {}
+
+  void FindStartCodes() {
+    SliceIndex index;
+    index.Find(stages_.frame, 0, kRows, kernels_.findStartCode);
+    benchmark::DoNotOptimize(index);
+  }
+  void RestoreLevels() { levels_ = stages_.levels; }
+  void RestoreSamples() { records_ = stages_.samples; }
+  void RestoreCoefficients() { records_ = stages_.coefficients; }
+
+  void Dequantise() {
+    ForEach([this](std::size_t i) { Dequantise(i); });
+  }
+  void Idct() {
+    ForEach([this](std::size_t i) { kernels_.idct(records_[i]); });
+  }
+  void Fdct() {
+    ForEach([this](std::size_t i) { kernels_.fdct(records_[i]); });
+  }
+  void Quantise() {
+    ForEach([this](std::size_t i) { Quantise(i, records_[i]); });
+  }
+  void Input(ClientFormat format) {
+    ForEach([=, this](std::size_t i) { Input(format, i, records_[i]); });
+  }
+  void Output(ClientFormat format, OutputKernel kernel) {
+    ForEach([=, this](std::size_t i) { Output(format, kernel, i, records_[i]); });
+  }
+  void CodeLevels() {
+    BitTail tail = {output_.data(), 0, 0};
+    for (const LevelBatch& batch : stages_.batches) {
+      kernels_.codeLevels(batch, dcCodes_, *lists_, tail);
+    }
+  }
+
+  void BitmapToLevels(ClientFormat format) {
+    ForEach([=, this](std::size_t i) {
+      Input(format, i, records_[0]);
+      kernels_.fdct(records_[0]);
+      Quantise(i, records_[0]);
     });
   }
+  void LevelsToBitmap(ClientFormat format) {
+    ForEach([=, this](std::size_t i) {
+      records_[0].frameDct = true;
+      Dequantise(i);
+      kernels_.idct(records_[0]);
+      Output(format, kernels_.Output(format).frameDct, i, records_[0]);
+    });
+  }
+
+  KernelSet& Kernels() { return kernels_; }
+
+ private:
+  template <typename Run>
+  static void ForEach(Run run) {
+    for (std::size_t i = 0; i < kMacroblocks; ++i) {
+      run(i);
+    }
+  }
+  static std::ptrdiff_t Pitch(ClientFormat format) {
+    return static_cast<std::ptrdiff_t>(kWidth * kFormatBytes[static_cast<std::size_t>(format)]);
+  }
+  static std::size_t Offset(ClientFormat format, std::size_t macroblock) {
+    return macroblock * 16 * kFormatBytes[static_cast<std::size_t>(format)];
+  }
+
+  void Dequantise(std::size_t i) {
+    kernels_.dequantise(levels_[i], DequantiserOf(stream_format::kQScaleType, kQuantiserCode),
+                        false, stages_.dc, records_[0]);
+  }
+  void Quantise(std::size_t i, const MacroblockRecord& record) {
+    const std::size_t place = i % LevelBatch::kMacroblocks;
+    batch_->largeCount = place == 0 ? 0 : batch_->largeCount;
+    kernels_.quantise(record, quantiser_, *batch_, place);
+  }
+  void Input(ClientFormat format, std::size_t i, MacroblockRecord& record) {
+    kernels_.Input(format)(record.values.data(), &stages_.pixels[Offset(format, i)], Pitch(format));
+  }
+  void Output(ClientFormat format, OutputKernel kernel, std::size_t i,
+              const MacroblockRecord& record) {
+    kernel(&output_[Offset(format, i)], record.values.data(), Pitch(format));
+  }
+
+  KernelSet kernels_;
+  const Stages& stages_;
+  Records records_ = stages_.samples;
+  Levels levels_;
+  Quantiser quantiser_{stream_format::kQScaleType, kQuantiserCode};
+  std::unique_ptr<LevelBatch> batch_ = std::make_unique<LevelBatch>();
+  std::unique_ptr<CodeLists> lists_ = std::make_unique<CodeLists>();
+  std::array<std::uint32_t, LevelBatch::kBlocks> dcCodes_ = [] {
+    std::array<std::uint32_t, LevelBatch::kBlocks> codes;
+    codes.fill(PackCode(0x5A5, 12));
+    return codes;
+  }();
+  Bytes output_ = Bytes(stages_.pixels.size());
+};
+
+void RegisterTier(const Tier& tier, const Stages& stages) {
+  const auto bench = std::make_shared<Bench>(tier.tier, stages);
+  const auto add = [&](const std::string& name, auto restore, auto run) {
+    Register(name + "/tier:" + tier.name, [=](benchmark::State& state) {
+      Time(
+          state, kMacroblocks, [&] { restore(*bench); }, [&] { run(*bench); });
+    });
+  };
+  const auto nothing = [](Bench&) {};
+  add(
+      "kernel/dequantise", [](Bench& b) { b.RestoreLevels(); }, [](Bench& b) { b.Dequantise(); });
+  add(
+      "kernel/idct", [](Bench& b) { b.RestoreCoefficients(); }, [](Bench& b) { b.Idct(); });
+  add(
+      "kernel/fdct", [](Bench& b) { b.RestoreSamples(); }, [](Bench& b) { b.Fdct(); });
+  add(
+      "kernel/quantise", [](Bench& b) { b.RestoreCoefficients(); }, [](Bench& b) { b.Quantise(); });
+  add("kernel/codeLevels", nothing, [](Bench& b) { b.CodeLevels(); });
+  for (std::size_t i = 0; i < kClientFormats; ++i) {
+    const auto format = static_cast<ClientFormat>(i);
+    const std::string name = kFormatNames[i];
+    add("kernel/input/" + name, nothing, [format](Bench& b) { b.Input(format); });
+    const OutputKernelPair& output = bench->Kernels().Output(format);
+    if (output.frameDct != nullptr) {
+      add("kernel/output/" + name + "/frame", nothing,
+          [format, kernel = output.frameDct](Bench& b) { b.Output(format, kernel); });
+      add("kernel/output/" + name + "/field", nothing,
+          [format, kernel = output.fieldDct](Bench& b) { b.Output(format, kernel); });
+    }
+  }
+  for (const ClientFormat format : {ClientFormat::yuy2, ClientFormat::rgb24, ClientFormat::rgb32}) {
+    const std::string name = kFormatNames[static_cast<std::size_t>(format)];
+    add("pass/bitmapToLevels/" + name, nothing, [=](Bench& b) { b.BitmapToLevels(format); });
+    add(
+        "pass/levelsToBitmap/" + name, [](Bench& b) { b.RestoreLevels(); },
+        [=](Bench& b) { b.LevelsToBitmap(format); });
+  }
+  add("pass/levelsToBits", nothing, [](Bench& b) { b.CodeLevels(); });
+  Register(std::string("kernel/findStartCode/tier:") + tier.name, [=](benchmark::State& state) {
+    Time(state, kColumns * kRows, kNothing, [&] { bench->FindStartCodes(); });
+  });
 }
 
-void RegisterConversions(const Variant& variant, const Stages& stages) {
-  const KernelSet& kernels = variant.kernels;
-  for (std::size_t format = 0; format < kClientFormats; ++format) {
-    const std::string name = kFormatNames[format];
-    const std::size_t pixelBytes = kFormatBytes[format];
-    const OutputKernelPair& output = kernels.output[format];
-    if (output.frameDct != nullptr) {
-      Register("output/" + name + "/frame", variant,
-               [kernel = output.frameDct, pixelBytes, &stages](benchmark::State& state) {
-                 TimeOutput(state, kernel, pixelBytes, stages.samples);
-               });
-      Register("output/" + name + "/field", variant,
-               [kernel = output.fieldDct, pixelBytes, &stages](benchmark::State& state) {
-                 TimeOutput(state, kernel, pixelBytes, stages.samples);
-               });
-    }
-    Register("input/" + name, variant,
-             [kernel = kernels.input[format], pixelBytes](benchmark::State& state) {
-               TimeInput(state, kernel, pixelBytes);
-             });
+/// Has the lanes read the picture's slices again and again, a picture's worth of macroblocks a
+/// turn.
+void TimeLanes(benchmark::State& state, const Stages& stages) {
+  HeaderParser headers;
+  headers.ParsePictureHeaders(stages.frame);
+  SliceIndex index;
+  index.Find(stages.frame, headers.EndOfHeaders(), kRows,
+             KernelsFor(KernelTier::plain).findStartCode);
+  const auto lanes = std::make_unique<SliceLanes>();
+  lanes->Attach(stages.frame, headers.Parameters());
+  std::array<int, kRows> columns = {};
+  for (int row = 0; row < kRows; ++row) {
+    lanes->StartSlice(static_cast<std::size_t>(row), index.Slice(row));
   }
+  const auto finish = [&](std::size_t lane) {
+    for (LevelBlock& block : lanes->Levels(lane)) {
+      block.low.fill(0);
+    }
+    if (++columns[lane] == kColumns) {
+      columns[lane] = 0;
+      lanes->StartSlice(lane, index.Slice(static_cast<int>(lane)));
+    } else {
+      lanes->NextMacroblock(lane);
+    }
+  };
+  Time(state, kColumns * kRows, kNothing, [&] {
+    for (int macroblocks = 0; macroblocks < kColumns * kRows;) {
+      lanes->Read(kRows);
+      for (std::size_t lane = 0; lane < kRows; ++lane) {
+        if (lanes->AtMacroblocksEnd(lane)) {
+          finish(lane);
+          ++macroblocks;
+        }
+      }
+    }
+  });
+}
+
+void RegisterSerialParts(const Stages& stages) {
+  const double thousands = static_cast<double>(stages.frame.size()) / 1000;
+  Register("serial/headers", [&](benchmark::State& state) {
+    HeaderParser headers;
+    Time(state, 1, kNothing, [&] { headers.ParsePictureHeaders(stages.frame); });
+  });
+  Register("serial/index", [&, thousands](benchmark::State& state) {
+    Bench bench(Processor::Current().tier, stages);
+    Time(state, thousands, kNothing, [&] { bench.FindStartCodes(); });
+  });
+  Register("serial/join", [&, thousands](benchmark::State& state) {
+    Bytes output(stages.frame.size());
+    const std::size_t slice = stages.frame.size() / kRows;
+    Time(state, thousands, kNothing, [&] {
+      for (std::size_t row = 0; row < kRows; ++row) {
+        FastCopy(&output[row * slice], &stages.frame[row * slice], slice);
+      }
+    });
+  });
+}
+
+/// From the call until all threads are at the rows: each stays until it has seen the others.
+void TimeWaking(benchmark::State& state, unsigned seats) {
+  struct Meeting {
+    RowCrew crew;
+    std::atomic<unsigned> missing = 0;
+  } meeting;
+  meeting.crew.Start(seats);
+  constexpr RowCrew::Work kMeet = [](void* context, unsigned) {
+    auto& missing = static_cast<Meeting*>(context)->missing;
+    missing.fetch_sub(1);
+    while (missing.load() != 0) {
+      __builtin_ia32_pause();
+    }
+  };
+  Time(
+      state, 1, [&] { meeting.missing = meeting.crew.Seats(); },
+      [&] { meeting.crew.Run(1, kMeet, &meeting); });
 }
 
 }  // namespace
@@ -230,9 +389,19 @@ int main(int argc, char** argv) {
     return 1;
   }
   const Stages stages = MakeStages();
-  for (const Variant& variant : AllVariants()) {
-    RegisterTransforms(variant, stages);
-    RegisterConversions(variant, stages);
+  const Processor processor = Processor::Current();
+  for (const Tier& tier : kTiers) {
+    if (tier.tier <= processor.tier) {
+      RegisterTier(tier, stages);
+    }
+  }
+  // It has one form for all tiers.
+  Register("pass/slicesToLevels/tier:plain",
+           [&](benchmark::State& state) { TimeLanes(state, stages); });
+  RegisterSerialParts(stages);
+  for (unsigned seats = 2; seats <= processor.count; seats *= 2) {
+    Register("wake/seats:" + std::to_string(seats),
+             [seats](benchmark::State& state) { TimeWaking(state, seats); });
   }
   benchmark::RunSpecifiedBenchmarks();
   return 0;

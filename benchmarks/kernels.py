@@ -1,4 +1,4 @@
-"""Times what Google Benchmark measures: the kernels of every processor class."""
+"""Times what Google Benchmark measures: kernels, passes and what is done by one thread alone."""
 import pathlib
 import re
 
@@ -19,21 +19,23 @@ def _library32():
     return unpacked.resolve()
 
 
-def _google_benchmarks(program, seconds):
-    """The entries of a Google Benchmark program's report."""
-    return tools.measured_json([program, f"--benchmark_min_time={seconds}",
-                                "--benchmark_format=json"], 1)["benchmarks"]
+def _measure(preset, seconds, names):
+    """Nanoseconds by the names that kernel_bench tells of."""
+    report = tools.measured_json(
+        [f"out/{preset}/kernel_bench", f"--benchmark_min_time={seconds}",
+         f"--benchmark_filter={names}", "--benchmark_format=json"], len(tools.processors()))
+    return {re.sub("/manual_time$", "", entry["name"]): entry["ns"]
+            for entry in report["benchmarks"]}
+
+
+def measure_passes(seconds):
+    """The passes and the serial parts alone, in 64-bit code."""
+    tools.step("Measuring passes")
+    return {"x86_64": _measure("native", seconds, "^(pass|serial|wake)/")}
 
 
 def measure(seconds):
-    """Nanoseconds a macroblock, by architecture, kernel and class."""
+    """Everything, by architecture."""
     tools.build("native32", ["kernel_bench"], [f"-DQIVM_BENCHMARK_LIBRARY={_library32()}"])
     tools.step("Measuring kernels")
-    times = {}
-    for architecture, preset in (("x86_64", "native"), ("i686", "native32")):
-        for entry in _google_benchmarks(f"out/{preset}/kernel_bench", seconds):
-            # KERNEL/class:CODE/manual_time
-            kernel, code = re.match(r"(.*)/class:([^/]+)/", entry["name"]).groups()
-            of_kernel = times.setdefault(architecture, {}).setdefault(kernel, {})
-            of_kernel[code] = entry["nsPerMacroblock"]
-    return times
+    return {"x86_64": _measure("native", seconds, "."), "i686": _measure("native32", seconds, ".")}

@@ -3,10 +3,11 @@ import itertools
 
 from benchmarks import clips
 
-# Columns: the codec's programs beside ffmpeg's.
-PROGRAMS = {"driver32": "32-bit", "driver64": "64-bit", "core": "core"}
-COLOURS = {"ffmpeg": "#9aa0a6", "driver32": "#4c8bf5", "driver64": "#1b4fa8"}
+# How the codec's programs are called in tables and in the chart.
+PROGRAMS = {"core": "64-bit", "driver64": "64-bit DLL", "driver32": "32-bit DLL"}
+COLOURS = {"ffmpeg": "#9aa0a6", "core": "#1b4fa8", "driver32": "#4c8bf5"}
 CLIP_NAMES = {"film": "film and photographs", "hard": "noise and moving figures"}
+TIERS = ["plain", "sse2", "avx2"]
 
 
 def _rows(results):
@@ -29,22 +30,25 @@ def _table(header, rows):
 def _frames(results):
     counts = results["processors"]
     most = counts[-1]
+    measured = {result["program"] for result in results["frames"]}
+    programs = {program: name for program, name in PROGRAMS.items() if program in measured}
     header = ["clip", "task", "quality", "Mbit", "ffmpeg"]
-    header += [f"{name}/{count}" for name in PROGRAMS.values() for count in counts]
-    header += [f"{name}:ffmpeg" for name in PROGRAMS.values()]
-    header += [f"{name} {most}:1" for name in PROGRAMS.values() if most > 1]
+    header += [f"{name}/{count}" for name in programs.values() for count in counts]
+    header += [f"{name}:ffmpeg" for name in programs.values()]
+    header += [f"{name} {most}:1" for name in programs.values() if most > 1]
     rows = []
     for (clip, quality, task, pixel_format), of in _rows(results["frames"]):
         speed = lambda program, count: of[program, count]["framesPerSecond"]
         ffmpeg = speed("ffmpeg", 1)
         row = [clip, f"{task} {pixel_format}", quality,
                f"{of['ffmpeg', 1]['bitsPerFrame'] / 1e6:.2f}", f"{ffmpeg:.0f}"]
-        row += [f"{speed(program, count):.0f}" for program in PROGRAMS for count in counts]
-        row += [f"{speed(program, 1) / ffmpeg:.2f}" for program in PROGRAMS]
+        row += [f"{speed(program, count):.0f}" for program in programs for count in counts]
+        row += [f"{speed(program, 1) / ffmpeg:.2f}" for program in programs]
         row += [f"{speed(program, most) / speed(program, 1):.2f}"
-                for program in PROGRAMS if most > 1]
+                for program in programs if most > 1]
         rows.append(row)
-    return (f"Frames a second, on {', '.join(map(str, counts))} processor(s); ffmpeg on 1\n"
+    return (f"Frames a second, on {', '.join(map(str, counts))} processor(s); ffmpeg on 1; DLLs under "
+            "wine\n"
             + _table(header, rows))
 
 
@@ -76,26 +80,55 @@ def _scaling(results):
     return "\n".join(lines)
 
 
-def _kernels(results):
+def _parts(results):
     texts = []
-    for architecture, kernels in results.items():
-        classes = sorted({code for times in kernels.values() for code in times} - {"0"},
-                         key=lambda code: (int(code.split("+")[0]), code))
-        rows = [["", kernel, f"{times['0']:.1f}"]
-                + [f"{times['0'] / times[code]:.2f}" if code in times else "-" for code in classes]
-                for kernel, times in kernels.items()]
-        texts.append(f"Kernels, {architecture}: nanoseconds a macroblock of the plain kernel, and how "
-                     "many times\nfaster those of the other processor classes are\n"
-                     + _table(["", "kernel", "plain", *classes], rows))
+    for architecture, times in results.items():
+        tiers = {}
+        for name, ns in times.items():
+            part, _, tier = name.partition("/tier:")
+            if tier:
+                tiers.setdefault(part, {})[tier] = f"{ns:.1f}"
+        rows = [[part, ""] + [of.get(tier, "-") for tier in TIERS] for part, of in sorted(tiers.items())]
+        texts.append(f"Kernels and passes, {architecture}: nanoseconds a macroblock\n"
+                     + _table(["part", "", *TIERS], rows))
     return "\n\n".join(texts)
 
 
+def _processors(results):
+    """What the serial parts and the time of waking threads let expect of more processors."""
+    times = results["parts"]["x86_64"]
+    wake = times.get("wake/seats:2", 0) / 1e6
+    lines = ["Times as fast as one processor, 64-bit. Computed: all that is not serial is shared evenly, but a "
+             "thread begins\nonly when it is awake (two are woken by each), and at the end each waits for half "
+             "a row. Waking one: "
+             f"{1000 * wake:.0f} us"]
+    for (clip, quality, task, pixel_format), of in _rows(results["frames"]):
+        if pixel_format != "yuy2" or quality != clips.DEFAULT_QUALITY:
+            continue
+        alone = 1000 / of["core", 1]["framesPerSecond"]
+        thousands = of["core", 1]["bitsPerFrame"] / 8000
+        serial = {"decode": times["serial/headers"] + times["serial/index"] * thousands,
+                  "encode": times["serial/join"] * thousands}[task] / 1e6
+        shared = alone - serial
+        rows = of["core", 1]["height"] // 16
+        cells = []
+        for count in (2, 4, 8, 16):
+            # Of two threads that one wakes, each wakes two more, and so on.
+            delays = wake * sum((seat + 1).bit_length() - 1 for seat in range(count))
+            together = serial + (shared + delays) / count + shared / rows / 2
+            cells.append(f"{count}: {alone / together:.1f}")
+            if ("core", count) in of:
+                measured = of["core", count]["framesPerSecond"] * alone / 1000
+                cells[-1] += f" (measured {measured:.2f})"
+        lines.append(f"  {clip} {task}  {alone:.3f} ms, serial {1000 * serial:.1f} us  " + "  ".join(cells))
+    return "\n".join(lines)
+
+
 def text(results):
-    parts = [_frames(results)]
+    parts = [_frames(results), _processors(results)]
     if "scaling" in results:
         parts.append(_scaling(results["scaling"]))
-    if "kernels" in results:
-        parts.append(_kernels(results["kernels"]))
+    parts.append(_parts(results["parts"]))
     return "\n" + "\n\n".join(parts)
 
 
@@ -104,7 +137,7 @@ def _bars(results):
     second."""
     counts = sorted({1, results["processors"][-1]})
     variants = [("ffmpeg", 1)] + [(program, count) for count in counts
-                                  for program in ("driver32", "driver64")]
+                                  for program in ("core", "driver32")]
     for (clip, quality, task, pixel_format), of in _rows(results["frames"]):
         name, size = clip.rsplit("-", 1)
         if (size, quality, pixel_format) != ("720x576", clips.DEFAULT_QUALITY, "yuy2"):
