@@ -4,9 +4,10 @@
 #include <span>
 
 #include "driver/bitmap_headers.h"
-#include "driver/format_negotiation.h"
+#include "formats/negotiation.h"
 #include "platform/platform.h"
 #include "resources/resource.h"
+#include "settings/defective_apps.h"
 #include "settings/module_handle.h"
 
 namespace qivm {
@@ -20,6 +21,8 @@ constexpr DWORD kInfoSizeField = 4;  // what dwSize says and what is demanded of
 static_assert(sizeof(void*) != 4 || (sizeof(ICCOMPRESS) == 48 && sizeof(ICDECOMPRESS) == 24));
 static_assert(sizeof(ICINFO) == 568);
 static_assert(CompressorContext::kKeyFrame == AVIIF_KEYFRAME);
+static_assert(kIcErrOk == ICERR_OK && kIcErrBadFormat == ICERR_BADFORMAT &&
+              kIcErrBadParam == ICERR_BADPARAM);
 static_assert(kDefaultQualityRequest == static_cast<DWORD>(ICQUALITY_DEFAULT));
 
 /// Hosts rely on finding the x87 unit free for floating-point code after a frame, whatever MMX
@@ -190,7 +193,7 @@ LRESULT CodecInstance::CompressEnd() {
 
 LRESULT CodecInstance::DecompressBegin(const BitmapInfoHeader* input,
                                        const BitmapInfoHeader* output) {
-  const LRESULT error = DecompressQuery(settings_, input, output);
+  const LRESULT error = DecompressQuery(settings_, input, output, IsDefectiveHost());
   if (error != ICERR_OK) {
     return error;
   }

@@ -7,7 +7,8 @@
 
 #include "driver/bitmap_headers.h"
 #include "driver/codec_instance.h"
-#include "driver/format_negotiation.h"
+#include "formats/negotiation.h"
+#include "settings/defective_apps.h"
 #include "ui/dialogs.h"
 
 namespace qivm {
@@ -46,16 +47,16 @@ LRESULT RefuseDrawing(CodecInstance& /*instance*/, LPARAM /*parameter1*/, LPARAM
 
 constexpr auto kCodecMessages = std::to_array<CodecMessage>({
     {ICM_COMPRESS_GET_FORMAT,
-     [](CodecInstance& instance, LPARAM input, LPARAM output) {
+     [](CodecInstance& instance, LPARAM input, LPARAM output) -> LRESULT {
        return CompressGetFormat(instance.Settings(), HeaderParameter(input),
                                 reinterpret_cast<void*>(output));
      }},
     {ICM_COMPRESS_GET_SIZE,
-     [](CodecInstance& /*instance*/, LPARAM input, LPARAM /*output*/) {
+     [](CodecInstance& /*instance*/, LPARAM input, LPARAM /*output*/) -> LRESULT {
        return CompressGetSize(HeaderParameter(input));
      }},
     {ICM_COMPRESS_QUERY,
-     [](CodecInstance& instance, LPARAM input, LPARAM output) {
+     [](CodecInstance& instance, LPARAM input, LPARAM output) -> LRESULT {
        return CompressQuery(instance.Settings(), HeaderParameter(input), HeaderParameter(output));
      }},
     {ICM_COMPRESS_BEGIN,
@@ -69,13 +70,14 @@ constexpr auto kCodecMessages = std::to_array<CodecMessage>({
     {ICM_COMPRESS_END, [](CodecInstance& instance, LPARAM /*unused1*/,
                           LPARAM /*unused2*/) { return instance.CompressEnd(); }},
     {ICM_DECOMPRESS_GET_FORMAT,
-     [](CodecInstance& instance, LPARAM input, LPARAM output) {
+     [](CodecInstance& instance, LPARAM input, LPARAM output) -> LRESULT {
        return DecompressGetFormat(instance.Settings(), HeaderParameter(input),
                                   reinterpret_cast<void*>(output));
      }},
     {ICM_DECOMPRESS_QUERY,
-     [](CodecInstance& instance, LPARAM input, LPARAM output) {
-       return DecompressQuery(instance.Settings(), HeaderParameter(input), HeaderParameter(output));
+     [](CodecInstance& instance, LPARAM input, LPARAM output) -> LRESULT {
+       return DecompressQuery(instance.Settings(), HeaderParameter(input), HeaderParameter(output),
+                              IsDefectiveHost());
      }},
     {ICM_DECOMPRESS_BEGIN,
      [](CodecInstance& instance, LPARAM input, LPARAM output) {

@@ -16,7 +16,7 @@ constexpr char kBoardKey[] = "Software\\Pellaro\\Meridel\\Codec";
 constinit CodecSettings g_processSettings = {};
 
 constexpr CodecSettings kDefaults = {
-    .fourCCList = {kQivm, kMmes},
+    .fourCCList = kDefaultFourCCList,
     .applicationList = {{{"PREMIERE.EXE"}, {"CLIPWRK.EXE"}}},
 };
 

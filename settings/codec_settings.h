@@ -12,6 +12,9 @@ constexpr std::size_t kMaxFourCCs = 16;
 constexpr std::size_t kMaxApplications = 16;
 constexpr std::size_t kApplicationNameBytes = 64;
 
+/// The compressed formats that are accepted unless the settings say otherwise.
+constexpr std::array<FourCC, kMaxFourCCs> kDefaultFourCCList = {kQivm, kMmes};
+
 /// The settings record: 274 32-bit words, little-endian. One record is process-wide; every codec
 /// instance has a copy, which is also its state blob.
 struct CodecSettings {

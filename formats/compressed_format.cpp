@@ -1,4 +1,4 @@
-#include "driver/compressed_format.h"
+#include "formats/compressed_format.h"
 
 #include <cstddef>
 

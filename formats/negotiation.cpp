@@ -1,12 +1,8 @@
-#include "driver/format_negotiation.h"
+#include "formats/negotiation.h"
 
-#include <vfw.h>
-
-#include <cstdint>
 #include <cstring>
 
-#include "driver/compressed_format.h"
-#include "settings/defective_apps.h"
+#include "formats/compressed_format.h"
 
 namespace qivm {
 
@@ -45,23 +41,23 @@ std::uint32_t PixelBytes(const BitmapInfoHeader& header, std::uint32_t bytesPerP
 
 }  // namespace
 
-LRESULT CompressQuery(const CodecSettings& settings, const BitmapInfoHeader* input,
-                      const BitmapInfoHeader* output) {
+std::int32_t CompressQuery(const CodecSettings& settings, const BitmapInfoHeader* input,
+                           const BitmapInfoHeader* output) {
   if (input == nullptr || !UncompressedFormatOk(*input) || !IsWholeMacroblocks(*input)) {
-    return ICERR_BADFORMAT;
+    return kIcErrBadFormat;
   }
   if (output == nullptr) {
-    return ICERR_OK;
+    return kIcErrOk;
   }
   return IsAcceptedCode(settings, output->biCompression) && SameSize(*input, *output)
-             ? ICERR_OK
-             : ICERR_BADFORMAT;
+             ? kIcErrOk
+             : kIcErrBadFormat;
 }
 
-LRESULT CompressGetFormat(const CodecSettings& settings, const BitmapInfoHeader* input,
-                          void* output) {
-  const LRESULT error = CompressQuery(settings, input, nullptr);
-  if (error != ICERR_OK) {
+std::int32_t CompressGetFormat(const CodecSettings& settings, const BitmapInfoHeader* input,
+                               void* output) {
+  const std::int32_t error = CompressQuery(settings, input, nullptr);
+  if (error != kIcErrOk) {
     return error;
   }
   if (output == nullptr) {
@@ -69,41 +65,41 @@ LRESULT CompressGetFormat(const CodecSettings& settings, const BitmapInfoHeader*
   }
   const CompressedFormat format = DescribeCompressedFormat(settings.handlerFourCC, *input);
   std::memcpy(output, &format, sizeof(format));
-  return ICERR_OK;
+  return kIcErrOk;
 }
 
-LRESULT CompressGetSize(const BitmapInfoHeader* input) {
+std::int32_t CompressGetSize(const BitmapInfoHeader* input) {
   if (input == nullptr) {
-    return ICERR_BADFORMAT;
+    return kIcErrBadFormat;
   }
   return static_cast<std::int32_t>(PixelBytes(*input, 3));
 }
 
-LRESULT DecompressQuery(const CodecSettings& settings, const BitmapInfoHeader* input,
-                        const BitmapInfoHeader* output) {
+std::int32_t DecompressQuery(const CodecSettings& settings, const BitmapInfoHeader* input,
+                             const BitmapInfoHeader* output, bool isRgbOnlyHost) {
   if (input == nullptr) {
-    return ICERR_BADPARAM;
+    return kIcErrBadParam;
   }
   if (!IsAcceptedCode(settings, input->biCompression) || !IsWholeMacroblocks(*input) ||
       input->biHeight > kMaxDecompressHeight) {
-    return ICERR_BADFORMAT;
+    return kIcErrBadFormat;
   }
   if (output == nullptr) {
-    return ICERR_OK;
+    return kIcErrOk;
   }
-  if (output->biCompression != kBiRgb && IsDefectiveHost()) {
-    return ICERR_BADFORMAT;
+  if (output->biCompression != kBiRgb && isRgbOnlyHost) {
+    return kIcErrBadFormat;
   }
   return UncompressedFormatOk(*output) && SameSize(*input, *output) &&
                  output->biCompression != kY16A
-             ? ICERR_OK
-             : ICERR_BADFORMAT;
+             ? kIcErrOk
+             : kIcErrBadFormat;
 }
 
-LRESULT DecompressGetFormat(const CodecSettings& settings, const BitmapInfoHeader* input,
-                            void* output) {
-  const LRESULT error = DecompressQuery(settings, input, nullptr);
-  if (error != ICERR_OK) {
+std::int32_t DecompressGetFormat(const CodecSettings& settings, const BitmapInfoHeader* input,
+                                 void* output) {
+  const std::int32_t error = DecompressQuery(settings, input, nullptr, false);
+  if (error != kIcErrOk) {
     return error;
   }
   if (output == nullptr) {
@@ -117,7 +113,7 @@ LRESULT DecompressGetFormat(const CodecSettings& settings, const BitmapInfoHeade
   format.biCompression = kBiRgb;
   format.biSizeImage = PixelBytes(*input, 4) + kSpareBytes;
   std::memcpy(output, &format, sizeof(format));
-  return ICERR_OK;
+  return kIcErrOk;
 }
 
 }  // namespace qivm
