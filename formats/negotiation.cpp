@@ -3,13 +3,11 @@
 #include <cstring>
 
 #include "formats/compressed_format.h"
+#include "mpeg2/start_codes.h"
 
 namespace qivm {
 
 namespace {
-
-constexpr std::int32_t kMacroblockSize = 16;
-constexpr std::int32_t kMaxDecompressHeight = 2800;
 
 bool IsAcceptedCode(const CodecSettings& settings, FourCC code) {
   const FourCC wanted = UpperCaseFourCC(code);
@@ -26,7 +24,8 @@ bool IsAcceptedCode(const CodecSettings& settings, FourCC code) {
 
 /// Zero and negative multiples pass; a context refuses them when it begins.
 bool IsWholeMacroblocks(const BitmapInfoHeader& header) {
-  return header.biWidth % kMacroblockSize == 0 && header.biHeight % kMacroblockSize == 0;
+  return header.biWidth % mpeg2::kMacroblockSize == 0 &&
+         header.biHeight % mpeg2::kMacroblockSize == 0;
 }
 
 bool SameSize(const BitmapInfoHeader& a, const BitmapInfoHeader& b) {
@@ -81,7 +80,7 @@ std::int32_t DecompressQuery(const CodecSettings& settings, const BitmapInfoHead
     return kIcErrBadParam;
   }
   if (!IsAcceptedCode(settings, input->biCompression) || !IsWholeMacroblocks(*input) ||
-      input->biHeight > kMaxDecompressHeight) {
+      input->biHeight > mpeg2::kMaxHeight) {
     return kIcErrBadFormat;
   }
   if (output == nullptr) {

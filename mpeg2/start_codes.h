@@ -13,9 +13,18 @@ constexpr std::uint32_t kSequenceHeaderCode = 0x000001B3;
 constexpr std::uint32_t kExtensionStartCode = 0x000001B5;
 constexpr std::uint32_t kSequenceEndCode = 0x000001B7;
 constexpr std::uint32_t kGroupStartCode = 0x000001B8;
+constexpr std::uint32_t kFirstSystemStartCode = 0x000001B9;
+constexpr std::size_t kStartCodeBytes = 4;
+
+constexpr int kMacroblockSize = 16;
+/// The highest picture whose macroblock rows all have a slice start code of their own.
+constexpr int kMaxHeight =
+    kMacroblockSize * static_cast<int>(kLastSliceStartCode - kFirstSliceStartCode + 1);
 
 constexpr std::uint32_t kSequenceExtensionId = 1;
 constexpr std::uint32_t kSequenceDisplayExtensionId = 2;
+constexpr std::uint32_t kQuantMatrixExtensionId = 3;
+constexpr std::uint32_t kSequenceScalableExtensionId = 5;
 constexpr std::uint32_t kPictureCodingExtensionId = 8;
 
 constexpr std::uint8_t kIntraPicture = 1;  // picture_coding_type

@@ -27,8 +27,9 @@ void StoreAvi(const std::string& name, std::uint32_t rate, std::uint32_t scale, 
               const std::vector<Bytes>& frames);
 std::vector<Bytes> LoadAvi(const std::string& name);
 
-/// Stores YUY2 pictures as an uncompressed AVI of segments of some tens of kilobytes. Returns the
-/// number of segments.
-std::size_t StoreSegmentedYuy2(const std::string& name, Size size, const Bytes& pixels);
+/// Stores YUY2 pictures, 25 a second, and sound of 8000 samples of 16 bits a second as an AVI of
+/// segments of some tens of kilobytes. Returns the number of segments.
+std::size_t StoreSegmentedYuy2(const std::string& name, Size size, const Bytes& pixels,
+                               const Bytes& sound);
 
 }  // namespace qivm::interop

@@ -12,8 +12,9 @@
 #include "tests/tools/temporary_file.h"
 
 namespace qivm::interop {
-
 namespace {
+
+using vfwtool::TemporaryFile;
 
 constexpr int kLargestDifference = 2;
 constexpr int kInputExitCode = 3;
@@ -173,15 +174,24 @@ TEST(ToolImport, RefusesWhatFfmpegMakesOtherwise) {
 TEST(ToolAvi, FfmpegReadsEverySegment) {
   constexpr Size kSmall = {64, 48};
   const Bytes pixels = GenerateWithFfmpeg("testsrc2=size=64x48:rate=25", 60, "yuyv422");
+  constexpr std::size_t kSoundBytesAFrame = 640;
+  Bytes sound(60 * kSoundBytesAFrame);
+  for (std::size_t i = 0; i < sound.size(); ++i) {
+    sound[i] = static_cast<std::uint8_t>(i * i / 7);
+  }
   const TemporaryFile file(".avi");
-  EXPECT_GT(StoreSegmentedYuy2(file.Name(), kSmall, pixels), 5U);
-  const FfmpegOutput read = RunFfmpeg({"-i", file.Name(), "-f", "rawvideo", "-pix_fmt", "yuyv422",
-                                       "-fps_mode", "passthrough", "pipe:1"});
+  EXPECT_GT(StoreSegmentedYuy2(file.Name(), kSmall, pixels, sound), 5U);
+  const FfmpegOutput read =
+      RunFfmpeg({"-v", "error", "-i", file.Name(), "-f", "rawvideo", "-pix_fmt", "yuyv422",
+                 "-fps_mode", "passthrough", "pipe:1"});
   EXPECT_EQ(read.messages, "");
   EXPECT_TRUE(read.data == pixels)
       << read.data.size() << " bytes where " << pixels.size() << " belong";
+  const FfmpegOutput heard = RunFfmpeg({"-v", "error", "-i", file.Name(), "-f", "s16le", "pipe:1"});
+  EXPECT_EQ(heard.messages, "");
+  EXPECT_TRUE(heard.data == sound)
+      << heard.data.size() << " bytes where " << sound.size() << " belong";
 }
 
 }  // namespace
-
 }  // namespace qivm::interop

@@ -1,134 +1,122 @@
-#include "tools/vfwtool/avi_reader.h"
+#include "tools/vfwtool/media/avi_reader.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <vector>
 
-#include "tests/tools/temporary_file.h"
+#include "tests/tools/avi_samples.h"
 #include "tests/tools/tool_errors.h"
-#include "tools/vfwtool/avi_layout.h"
-#include "tools/vfwtool/avi_source.h"
-#include "tools/vfwtool/avi_writer.h"
-#include "tools/vfwtool/bitmap_format.h"
-#include "tools/vfwtool/little_endian.h"
 
-namespace qivm {
+namespace vfwtool {
 namespace {
 
 using std::string_literals::operator""s;
-using Bytes = std::vector<std::uint8_t>;
+using FoundBy = AviContents::FoundBy;
 
-AviStreamFormat TestFormat() {
-  AviStreamFormat format{.bitmap = MakeBitmapFormat({PixelFormat::kRgb24, 64, 48}),
-                         .handler = MakeFourCc("TEST"),
-                         .rate = {30000, 1001}};
-  format.bitmap.resize(53, 7);
-  return format;
+std::string LittleEndian(std::uint32_t value) {
+  Bytes bytes;
+  AppendLittleEndian32(bytes, value);
+  return {bytes.begin(), bytes.end()};
 }
 
-/// Frames of odd and even sizes, empty ones among them; every third is no key frame.
-std::vector<Bytes> TestFrames(std::size_t count) {
-  std::vector<Bytes> frames;
-  for (std::size_t i = 0; i < count; ++i) {
-    frames.emplace_back(i * 37 % 230, static_cast<std::uint8_t>(i));
+/// A chunk of a file as text, filled up to an even size.
+std::string ChunkText(const std::string& code, std::string contents) {
+  std::string text = code + LittleEndian(static_cast<std::uint32_t>(contents.size())) + contents;
+  return text.size() % 2 == 0 ? text : text + '\0';
+}
+
+std::string ChunksText(const std::vector<SampleChunk>& chunks) {
+  constexpr const char* kCodes[] = {"00dc", "01wb", "02wb"};
+  std::string text;
+  for (const SampleChunk& chunk : chunks) {
+    text += ChunkText(kCodes[chunk.stream], {chunk.bytes.begin(), chunk.bytes.end()});
   }
-  return frames;
+  return text;
 }
 
-/// So that a few hundred frames take several segments.
-constexpr AviLimits kSmallSegments = {
-    .firstSegmentBytes = 12000, .nextSegmentBytes = 5000, .segments = 40};
-
-bool IsKey(std::size_t index) { return index % 3 != 2; }
-
-std::size_t Store(const std::string& name, const std::vector<Bytes>& frames,
-                  const AviLimits& limits = {}) {
-  AviWriter writer(name, TestFormat(), limits);
-  for (std::size_t i = 0; i < frames.size(); ++i) {
-    writer.Write(frames[i], IsKey(i));
-  }
-  writer.Finish();
-  return writer.Segments();
-}
-
-void Overwrite(const std::string& name, std::size_t position, const std::string& bytes) {
-  std::fstream file(PathOf(name), std::ios::in | std::ios::out | std::ios::binary);
-  file.seekp(static_cast<std::streamoff>(position));
-  file << bytes;
-  ASSERT_TRUE(file.flush());
-}
-
-std::size_t PositionOf(const TemporaryFile& file, const std::string& text) {
-  const std::size_t position = file.Text().find(text);
-  EXPECT_NE(position, std::string::npos) << text;
-  return position;
-}
-
-void ExpectFrames(const std::string& name, const std::vector<Bytes>& frames, bool keysAreKnown) {
-  AviReader reader(name);
-  ASSERT_EQ(reader.FrameCount(), frames.size());
-  for (std::uint32_t i = 0; i < frames.size(); ++i) {
-    EXPECT_EQ(reader.FrameBytes(i), frames[i].size());
-    const std::span<std::uint8_t> frame = reader.ReadFrame(i);
-    EXPECT_EQ(Bytes(frame.begin(), frame.end()), frames[i]) << "frame " << i;
-    EXPECT_EQ(reader.IsKeyFrame(i), !keysAreKnown || IsKey(i)) << "frame " << i;
-  }
-}
-
-TEST(AviReader, ReadsHeadersAndFrames) {
+TEST(AviReader, ReadsHeadersAndChunksOfAllStreams) {
   const TemporaryFile file(".avi");
-  const std::vector<Bytes> frames = TestFrames(20);
-  EXPECT_EQ(Store(file.Name(), frames), 1U);
-  ExpectFrames(file.Name(), frames, true);
-  const AviReader reader(file.Name());
-  EXPECT_EQ(reader.Format(), TestFormat().bitmap);
-  EXPECT_EQ(reader.Handler(), MakeFourCc("TEST"));
+  const std::vector<SampleChunk> chunks = SampleChunks(20, 3);
+  EXPECT_EQ(StoreSample(file, SampleHeaders(3), chunks), 1U);
+  AviReader reader(file.Name());
+  EXPECT_EQ(reader.Contents().foundBy, FoundBy::kIndex);
+  ExpectChunks(reader, chunks);
+  EXPECT_EQ(reader.VideoStream(), 0U);
+  EXPECT_EQ(reader.Format(), SampleVideo().format);
+  EXPECT_EQ(reader.Handler(), "TEST"_fourcc);
   EXPECT_EQ(reader.Rate(), (FrameRate{30000, 1001}));
-  ASSERT_EQ(reader.Streams().size(), 1U);
-  EXPECT_EQ(reader.Streams()[0].length, 20U);
+  EXPECT_EQ(reader.FrameCount(), 20U);
+  EXPECT_EQ(reader.ReadFrame(2).size(), 74U);
+  const AviHeaders& headers = reader.Headers();
+  ASSERT_EQ(headers.streams.size(), 3U);
+  EXPECT_EQ(headers.streams[1].format, SamplePcm().format);
+  EXPECT_EQ(headers.streams[1].Name(), "Left");
+  EXPECT_EQ(headers.streams[1].Field(StreamField::kLength), 20 * 1600U);
+  EXPECT_EQ(headers.streams[2].format, SampleVbr().format);
+  EXPECT_EQ(headers.streams[2].Field(StreamField::kLength), 20U);
+  EXPECT_EQ(headers.others, SampleHeaders(3).others);
+  EXPECT_EQ(headers.lists, SampleHeaders(3).lists);
+}
+
+TEST(AviReader, TheVideoMayBeAnyStream) {
+  const TemporaryFile file(".avi");
+  AviHeaders headers = SampleHeaders(2);
+  std::swap(headers.streams[0], headers.streams[1]);
+  StoreSample(file, headers, {{0, Bytes(8, 1), true}, {1, Bytes(5, 2), true}});
+  AviReader reader(file.Name());
+  EXPECT_EQ(reader.VideoStream(), 1U);
+  EXPECT_EQ(reader.ReadFrame(0).size(), 5U);
 }
 
 TEST(AviReader, ReadsEverySegment) {
   const TemporaryFile file(".avi");
-  const std::vector<Bytes> frames = TestFrames(300);
-  EXPECT_GT(Store(file.Name(), frames, kSmallSegments), 5U);
-  ExpectFrames(file.Name(), frames, true);
-  EXPECT_EQ(AviReader(file.Name()).Streams().at(0).length, 300U);
-  // The first segment alone is an ordinary AVI of the frames that it has.
+  const std::vector<SampleChunk> chunks = SampleChunks(100, 3);
+  EXPECT_GT(StoreSample(file, SampleHeaders(3), chunks, kSmallSegments), 8U);
+  const AviReader reader(file.Name());
+  EXPECT_EQ(reader.Contents().foundBy, FoundBy::kOpenDmlIndexes);
+  ExpectChunks(reader, chunks);
+  EXPECT_EQ(reader.Video().Field(StreamField::kLength), 100U);
+  // The first segment alone is an ordinary AVI of the chunks that it has.
   const std::string text = file.Text();
   const std::size_t first = 8 + ReadLittleEndian32(file.Contents(), 4);
   ASSERT_EQ(text.substr(first, 4), "RIFF");
   EXPECT_LE(first, kSmallSegments.firstSegmentBytes);
   const TemporaryFile firstFile(".avi");
   firstFile.Store(text.substr(0, first));
-  Overwrite(firstFile.Name(), PositionOf(firstFile, "indx"), "JUNK");
-  const std::uint32_t inFirst = AviReader(firstFile.Name()).FrameCount();
-  EXPECT_GT(inFirst, 10U);
-  EXPECT_EQ(inFirst, ReadLittleEndian32(file.Contents(), PositionOf(file, "avih") + 8 + 16));
-  ExpectFrames(firstFile.Name(),
-               {frames.begin(), frames.begin() + static_cast<std::ptrdiff_t>(inFirst)}, true);
+  for (int stream = 0; stream < 3; ++stream) {
+    firstFile.Overwrite(firstFile.PositionOf("indx"), "JUNK");
+  }
+  const AviReader firstReader(firstFile.Name());
+  EXPECT_EQ(firstReader.Contents().foundBy, FoundBy::kIndex);
+  EXPECT_GT(firstReader.FrameCount(), 10U);
+  EXPECT_EQ(firstReader.FrameCount(),
+            ReadLittleEndian32(file.Contents(), file.PositionOf("avih") + 8 + 16));
+  ExpectChunks(
+      firstReader,
+      {chunks.begin(), chunks.begin() + static_cast<std::ptrdiff_t>(3 * firstReader.FrameCount())});
 }
 
-TEST(AviReader, FindsFramesWithoutAnIndex) {
-  const std::vector<Bytes> frames = TestFrames(100);
-  for (const AviLimits& limits : {AviLimits{}, AviLimits{12000, 5000, 20}}) {
+TEST(AviReader, FindsChunksWithoutAnIndex) {
+  const std::vector<SampleChunk> chunks = SampleChunks(100, 3);
+  for (const AviLimits& limits : {AviLimits{}, kSmallSegments}) {
     const TemporaryFile file(".avi");
-    const std::size_t segments = Store(file.Name(), frames, limits);
-    Overwrite(file.Name(), PositionOf(file, "idx1"), "JUNK");
-    if (segments > 1) {
-      Overwrite(file.Name(), PositionOf(file, "indx"), "JUNK");
+    const std::size_t segments = StoreSample(file, SampleHeaders(3), chunks, limits);
+    file.Overwrite(file.PositionOf("idx1"), "JUNK");
+    for (int stream = 0; segments > 1 && stream < 3; ++stream) {
+      file.Overwrite(file.PositionOf("indx"), "JUNK");
     }
-    ExpectFrames(file.Name(), frames, false);
+    const AviReader reader(file.Name());
+    EXPECT_EQ(reader.Contents().foundBy, FoundBy::kChunks);
+    ExpectChunks(reader, chunks);
   }
 }
 
-TEST(AviReader, FindsTheFramesOfAFileThatWasNotCompleted) {
+TEST(AviReader, FindsTheChunksOfAFileThatWasNotCompleted) {
+  const std::vector<SampleChunk> chunks = SampleChunks(30, 3);
   const TemporaryFile file(".avi");
-  const std::vector<Bytes> frames = TestFrames(30);
-  Store(file.Name(), frames);
+  StoreSample(file, SampleHeaders(3), chunks);
   const std::string text = file.Text();
   // As writers that were killed leave it: without an index, and the sizes as at the start, which
   // are much too large with some and too small with others.
@@ -136,126 +124,308 @@ TEST(AviReader, FindsTheFramesOfAFileThatWasNotCompleted) {
     std::string riff;
     std::string movie;
   };
-  for (const Sizes& sizes : {Sizes{"\xFF\xFF\xFF\x7F", "\xFF\xFF\xFF\x7F"},
-                             Sizes{std::string(4, '\0'), std::string("\4\0\0\0", 4)}}) {
+  for (const Sizes& sizes :
+       {Sizes{"\xFF\xFF\xFF\x7F", "\xFF\xFF\xFF\x7F"}, Sizes{LittleEndian(0), LittleEndian(4)},
+        Sizes{LittleEndian(0), LittleEndian(0)}, Sizes{LittleEndian(5000), LittleEndian(100)}}) {
     const TemporaryFile cut(".avi");
     cut.Store(text.substr(0, text.find("idx1")));
-    Overwrite(cut.Name(), 4, sizes.riff);
-    Overwrite(cut.Name(), PositionOf(cut, "movi") - 4, sizes.movie);
-    ExpectFrames(cut.Name(), frames, false);
+    cut.Overwrite(4, sizes.riff);
+    cut.Overwrite(cut.PositionOf("movi") - 4, sizes.movie);
+    const AviReader reader(cut.Name());
+    ExpectChunks(reader, chunks);
+    EXPECT_FALSE(reader.Contents().broken.has_value());
+  }
+}
+
+TEST(AviReader, FindsTheSegmentsOfAFileThatWasNotCompleted) {
+  const std::vector<SampleChunk> chunks = SampleChunks(100, 2);
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(2), chunks, kSmallSegments);
+  // A writer that fills in the first header at the end alone: nothing in it but zeros.
+  file.Overwrite(4, LittleEndian(0));
+  file.Overwrite(file.PositionOf("movi") - 4, LittleEndian(4));
+  for (int stream = 0; stream < 2; ++stream) {
+    file.Overwrite(file.PositionOf("indx"), "JUNK");
+  }
+  ExpectChunks(AviReader(file.Name()), chunks);
+}
+
+TEST(AviReader, TellsWhereAFileBreaksOff) {
+  const std::vector<SampleChunk> chunks = SampleChunks(10, 2);
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(2), chunks);
+  const std::string text = file.Text();
+  // In the last frame, of 103 bytes, and in the sound before it.
+  const std::size_t lastFrame = text.rfind("00dc", text.find("idx1"));
+  const std::size_t lastSound = text.rfind("01wb", text.find("idx1"));
+  const TemporaryFile cut(".avi");
+  cut.Store(text.substr(0, lastFrame + 8 + 50));
+  const AviReader inFrame(cut.Name());
+  EXPECT_EQ(inFrame.FrameCount(), 9U);
+  ASSERT_TRUE(inFrame.Contents().broken.has_value());
+  EXPECT_EQ(inFrame.Contents().broken->stream, 0U);
+  EXPECT_EQ(inFrame.Contents().broken->chunk.bytes, 50U);
+  EXPECT_EQ(inFrame.Contents().broken->stated, 103U);
+  cut.Store(text.substr(0, lastSound + 8 + 4001));
+  const AviReader inSound(cut.Name());
+  EXPECT_EQ(inSound.FrameCount(), 9U);
+  EXPECT_EQ(inSound.Contents().streams[1].size(), 9U);
+  EXPECT_EQ(inSound.Contents().broken->stream, 1U);
+}
+
+TEST(AviReader, GoesOnBehindDamage) {
+  const std::vector<SampleChunk> chunks = SampleChunks(10, 2);
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(2), chunks);
+  file.Overwrite(file.PositionOf("idx1"), "JUNK");
+  // The size of frame 5 is beyond the end, that of the sound of frame 7 too small, and the code of
+  // frame 9 is overwritten.
+  std::size_t position = file.Text().find("01wb");
+  for (int i = 0; i < 4; ++i) {
+    position = file.Text().find("00dc", position + 1);
+  }
+  file.Overwrite(file.Text().find("00dc", position + 1) + 4, "\xFF\xFF\xFF\x7F");
+  std::size_t sound = file.Text().find("01wb");
+  for (int i = 0; i < 6; ++i) {
+    sound = file.Text().find("01wb", sound + 1);
+  }
+  file.Overwrite(sound + 4, LittleEndian(10));
+  // Behind the index that was there, whose entries have the same codes, is the file's end.
+  std::size_t frame = file.Text().rfind("00dc", file.Text().rfind("JUNK"));
+  frame = file.Text().rfind("00dc", frame - 1);
+  file.Overwrite(frame, "\1\2\3\4");
+  const AviReader reader(file.Name());
+  const std::vector<SampleChunk> frames = LoadStream(reader, 0);
+  ASSERT_EQ(frames.size(), 9U);
+  EXPECT_EQ(frames[3].bytes, chunks[2 * 3 + 1].bytes);
+  // A padding byte belongs to a chunk whose size is not known.
+  EXPECT_EQ(frames[4].bytes.size(), PaddedBytes(chunks[2 * 4 + 1].bytes.size()));
+  EXPECT_EQ(frames[5].bytes, chunks[2 * 5 + 1].bytes);
+  EXPECT_EQ(frames[8].bytes, chunks[2 * 9 + 1].bytes);
+  const std::vector<SampleChunk> packets = LoadStream(reader, 1);
+  ASSERT_EQ(packets.size(), 10U);
+  EXPECT_EQ(packets[6].bytes.size(), 10U);
+  EXPECT_EQ(packets[7].bytes, chunks[2 * 7].bytes);
+}
+
+TEST(AviReader, TakesTheOdditiesOfOtherWriters) {
+  const std::vector<SampleChunk> chunks = SampleChunks(12, 3);
+  const TemporaryFile whole(".avi");
+  StoreSample(whole, SampleHeaders(3), {});
+  const TemporaryFile sample(".avi");
+  StoreSample(sample, SampleHeaders(3), chunks);
+  const std::string text = sample.Text();
+  const std::size_t movie = text.find("movi") - 8;
+  const std::string before = text.substr(0, movie);
+  const std::string list = text.substr(movie, text.find("idx1") - movie);
+  const std::string index = text.substr(text.find("idx1"));
+  std::string unpadded;
+  std::string records;
+  for (std::size_t i = 0; i < chunks.size(); i += 3) {
+    for (std::size_t j = i; j < i + 3; ++j) {
+      const std::string chunk = ChunksText({chunks[j]});
+      unpadded += chunk.substr(0, 8 + chunks[j].bytes.size());
+    }
+    records += ChunkText("LIST", "rec " + ChunksText({chunks.begin() + static_cast<int>(i),
+                                                      chunks.begin() + static_cast<int>(i) + 3}));
+  }
+  const std::string junk = ChunkText("JUNK", std::string(101, 'j'));
+  struct Case {
+    const char* oddity;
+    std::string text;
+  };
+  const std::vector<Case> cases = {
+      {"an empty list of chunks before the true one",
+       before + ChunkText("LIST", "movi") + list + index},
+      {"a list of chunks of size 0 before the true one",
+       before + "LIST" + LittleEndian(0) + "movi" + list},
+      {"records", before + ChunkText("LIST", "movi" + records)},
+      {"chunks that are not filled up", before + ChunkText("LIST", "movi" + unpadded)},
+      {"junk between the chunks", before + ChunkText("LIST", "movi" + junk + ChunksText(chunks))},
+      {"zeros behind the end", text + std::string(5000, '\0')},
+  };
+  for (const Case& entry : cases) {
+    const TemporaryFile file(".avi");
+    file.Store(entry.text);
+    SCOPED_TRACE(entry.oddity);
+    ExpectChunks(AviReader(file.Name()), chunks);
   }
 }
 
 TEST(AviReader, TakesIndexesThatCountFromTheBeginning) {
   const TemporaryFile file(".avi");
-  const std::vector<Bytes> frames = TestFrames(5);
-  Store(file.Name(), frames);
+  const std::vector<SampleChunk> chunks = SampleChunks(5, 2);
+  StoreSample(file, SampleHeaders(2), chunks);
   const Bytes contents = file.Contents();
-  const std::size_t movie = PositionOf(file, "movi");
-  const std::size_t index = PositionOf(file, "idx1") + 8;
-  for (std::size_t i = 0; i < frames.size(); ++i) {
+  const std::size_t movie = file.PositionOf("movi");
+  const std::size_t index = file.PositionOf("idx1") + 8;
+  for (std::size_t i = 0; i < chunks.size(); ++i) {
     const std::size_t field = index + 16 * i + 8;
-    Bytes offset;
-    AppendLittleEndian32(offset,
-                         ReadLittleEndian32(contents, field) + static_cast<std::uint32_t>(movie));
-    Overwrite(file.Name(), field, std::string(offset.begin(), offset.end()));
+    file.Overwrite(field, LittleEndian(ReadLittleEndian32(contents, field) +
+                                       static_cast<std::uint32_t>(movie)));
   }
-  ExpectFrames(file.Name(), frames, true);
+  const AviReader reader(file.Name());
+  EXPECT_EQ(reader.Contents().foundBy, FoundBy::kIndex);
+  ExpectChunks(reader, chunks);
 }
 
-TEST(AviReader, RefusesWhatIsNoWholeVideo) {
+TEST(AviReader, AnIndexThatLacksChunksIsNotTaken) {
+  const std::vector<SampleChunk> chunks = SampleChunks(20, 2);
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(2), chunks);
+  const std::size_t index = file.PositionOf("idx1");
+  file.Overwrite(index + 4, LittleEndian(16 * 10));
+  const AviReader reader(file.Name());
+  EXPECT_EQ(reader.Contents().foundBy, FoundBy::kChunks);
+  ExpectChunks(reader, chunks);
+}
+
+TEST(AviReader, ChangesOfThePaletteAreNoFrames) {
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(1), {{0, Bytes(4, 1), true}, {0, Bytes(4, 2), true}});
+  for (std::size_t at = file.Text().rfind("00dc"); at != std::string::npos;) {
+    file.Overwrite(at, "00pc");  // The last one in the index and in the list.
+    at = file.Text().rfind("00dc", file.PositionOf("idx1"));
+    if (at == file.PositionOf("00dc")) {
+      break;
+    }
+  }
+  const AviReader reader(file.Name());
+  EXPECT_EQ(reader.FrameCount(), 1U);
+  EXPECT_EQ(reader.Contents().paletteChanges, 1U);
+}
+
+TEST(AviReader, TakesLentHeaders) {
+  const std::vector<SampleChunk> chunks = SampleChunks(12, 2);
+  const TemporaryFile good(".avi");
+  StoreSample(good, SampleHeaders(2), SampleChunks(3, 2));
+  const AviReader lender(good.Name());
+  const TemporaryFile file(".avi");
+  // Headers that were never written, a file that begins somewhere, and one that breaks off.
+  for (const std::string& text :
+       {std::string(2048, '\0') + ChunksText(chunks), ChunksText(chunks),
+        std::string(999, 'x') + ChunksText(chunks), ChunksText(chunks) + "00dc\xFF\xFF\0\0abc"s}) {
+    file.Store(text);
+    const AviReader reader(file.Name(), lender);
+    EXPECT_FALSE(reader.HasOwnHeaders());
+    EXPECT_EQ(reader.Format(), SampleVideo().format);
+    ExpectChunks(reader, chunks);
+  }
+  EXPECT_TRUE(AviReader(good.Name(), lender).HasOwnHeaders());
+}
+
+TEST(AviReader, RefusesWhatIsNoVideo) {
   const TemporaryFile file(".avi");
   const auto message = [&] {
-    return MessageOf(ExitCode::kInput, [&] {
-      AviReader reader(file.Name());
-      for (std::uint32_t i = 0; i < reader.FrameCount(); ++i) {
-        reader.ReadFrame(i);
-      }
-    });
+    return MessageOf(ExitCode::kInput, [&] { const AviReader reader(file.Name()); });
   };
-  file.Store("YUV4MPEG2 W16 H16");
-  EXPECT_EQ(message(), file.Name() + ": is not an AVI");
-  file.Store("RIFF");
-  EXPECT_EQ(message(), file.Name() + ": is not an AVI");
-  file.Store("");
-  EXPECT_EQ(message(), file.Name() + ": is not an AVI");
-  Store(file.Name(), TestFrames(3));
-  Overwrite(file.Name(), PositionOf(file, "vids"), "auds");
+  for (const char* const text : {"YUV4MPEG2 W16 H16", "RIFF", ""}) {
+    file.Store(std::string_view(text));
+    EXPECT_EQ(message(), file.Name() + ": is not an AVI");
+  }
+  const auto store = [&] { StoreSample(file, SampleHeaders(1), SampleChunks(3, 1)); };
+  store();
+  file.Overwrite(file.PositionOf("vids"), "auds");
   EXPECT_EQ(message(), file.Name() + ": has no video stream");
-  Store(file.Name(), TestFrames(3));
-  Overwrite(file.Name(), PositionOf(file, "strh") + 8 + 20, std::string(4, '\0'));
-  EXPECT_EQ(message(), file.Name() + ": the stream header states no frame rate");
-  Store(file.Name(), TestFrames(3));
-  Overwrite(file.Name(), PositionOf(file, "strf"), "JUNK");
+  for (const std::uint32_t rate : {0U, 0x80000000U}) {
+    store();
+    file.Overwrite(file.PositionOf("strh") + 8 + 20, LittleEndian(rate));
+    EXPECT_EQ(message(), file.Name() + ": the stream header states no frame rate");
+  }
+  store();
+  file.Overwrite(file.PositionOf("strf"), "JUNK");
   EXPECT_EQ(message(), file.Name() + ": the stream format is too short");
   for (const std::string& stated : {"\x27"s, "\x36"s}) {
     // 39 and 54 bytes; the format has 53.
-    Store(file.Name(), TestFrames(3));
-    Overwrite(file.Name(), PositionOf(file, "strf") + 8, stated);
+    store();
+    file.Overwrite(file.PositionOf("strf") + 8, stated);
     EXPECT_EQ(message(), file.Name() + ": the stream format states a wrong size");
   }
-  Store(file.Name(), TestFrames(3));
-  // The last entry of the index states a size beyond the end.
-  Overwrite(file.Name(), PositionOf(file, "idx1") + 8 + 2 * 16 + 12, "\xFF\xFF\xFF\x7F");
-  EXPECT_EQ(message(), file.Name() + ": the file ends inside frame 3");
   EXPECT_TRUE(Contains(MessageOf(ExitCode::kInput, [] { const AviReader reader("-"); }),
                        "standard input: an AVI must be a file"));
 }
 
-TEST(AviReader, IndexesAtTheEndOfTheAddressesLeadNowhere) {
+TEST(AviReader, IndexesThatLeadNowhereAreNotTaken) {
   const TemporaryFile file(".avi");
-  const std::vector<Bytes> frames = TestFrames(300);
-  ASSERT_GT(Store(file.Name(), frames, kSmallSegments), 5U);
-  const std::size_t superIndex = PositionOf(file, "indx") + 8;
+  const std::vector<SampleChunk> chunks = SampleChunks(60, 2);
+  const auto expectSearched = [&] {
+    const AviReader reader(file.Name());
+    EXPECT_EQ(reader.Contents().foundBy, FoundBy::kChunks);
+    ExpectChunks(reader, chunks);
+  };
+  ASSERT_GT(StoreSample(file, SampleHeaders(2), chunks, kSmallSegments), 5U);
+  const std::size_t superIndex = file.PositionOf("indx") + 8;
   const auto standardIndex = static_cast<std::size_t>(
       ReadLittleEndian64(file.Contents(), superIndex + kStandardIndexHeaderBytes) +
       kChunkHeaderBytes);
-  // Such that adding a chunk's header passes zero: the frames are found without the index.
-  Overwrite(file.Name(), superIndex + kStandardIndexHeaderBytes, std::string(8, '\xFC'));
-  ExpectFrames(file.Name(), frames, false);
-  // The frames of one index likewise: the second one's bytes pass zero.
-  Store(file.Name(), frames, kSmallSegments);
-  const std::size_t secondEntry =
-      standardIndex + kStandardIndexHeaderBytes + kStandardIndexEntryBytes;
+  // Such that adding a chunk's header passes zero.
+  file.Overwrite(superIndex + kStandardIndexHeaderBytes, std::string(8, '\xFC'));
+  expectSearched();
+  // The chunks of one index likewise: the last one's bytes pass zero.
+  StoreSample(file, SampleHeaders(2), chunks, kSmallSegments);
   Bytes base;
-  AppendLittleEndian64(base,
-                       std::uint64_t{0} - ReadLittleEndian32(file.Contents(), secondEntry) - 20);
-  Overwrite(file.Name(), standardIndex + 12, std::string(base.begin(), base.end()));
-  AviReader reader(file.Name());
-  EXPECT_EQ(MessageOf(ExitCode::kInput, [&] { reader.ReadFrame(1); }),
-            file.Name() + ": the file ends inside frame 2");
+  AppendLittleEndian64(base, std::uint64_t{0} - 4000);
+  file.Overwrite(standardIndex + 12, std::string(base.begin(), base.end()));
+  expectSearched();
+  // An entry of the one segment's index states a size beyond the end.
+  StoreSample(file, SampleHeaders(2), chunks);
+  file.Overwrite(file.PositionOf("idx1") + 8 + 2 * 16 + 12, "\xFF\xFF\xFF\x7F");
+  expectSearched();
 }
 
-TEST(AviReader, AnIndexThatCountsOneSegmentManyTimesIsNotTaken) {
+TEST(AviReader, IndexesThatNameTheSameBytesManyTimesAreNotTaken) {
   const TemporaryFile file(".avi");
-  const std::vector<Bytes> frames = TestFrames(300);
+  const std::vector<SampleChunk> chunks = SampleChunks(60, 1);
   constexpr std::uint32_t kSegments = 255;
-  Store(file.Name(), frames,
-        {.firstSegmentBytes = 20000, .nextSegmentBytes = 5000, .segments = kSegments});
-  const std::size_t superIndex = PositionOf(file, "indx") + 8;
+  StoreSample(file, SampleHeaders(1), chunks,
+              {.firstSegmentBytes = 9000, .nextSegmentBytes = 2000, .segments = kSegments});
+  const std::size_t superIndex = file.PositionOf("indx") + 8;
   const std::size_t firstEntry = superIndex + kStandardIndexHeaderBytes;
   const std::string entry = file.Text().substr(firstEntry, kSuperIndexEntryBytes);
   std::string entries;
   for (std::uint32_t i = 0; i < kSegments; ++i) {
     entries += entry;
   }
-  Overwrite(file.Name(), superIndex + 4, "\xFF"s);
-  Overwrite(file.Name(), firstEntry, entries);
-  ExpectFrames(file.Name(), frames, false);
+  file.Overwrite(superIndex + 4, "\xFF"s);
+  file.Overwrite(firstEntry, entries);
+  const AviReader reader(file.Name());
+  EXPECT_EQ(reader.Contents().foundBy, FoundBy::kChunks);
+  ExpectChunks(reader, chunks);
+  // The one segment's index with the same large frame in every entry.
+  std::vector<SampleChunk> large = SampleChunks(60, 1);
+  large[0].bytes.assign(5000, 1);
+  StoreSample(file, SampleHeaders(1), large);
+  const std::size_t index = file.PositionOf("idx1") + 8;
+  const std::string first = file.Text().substr(index, kIndexEntryBytes);
+  for (std::size_t i = 0; i < 60; ++i) {
+    file.Overwrite(index + i * kIndexEntryBytes, first);
+  }
+  ExpectChunks(AviReader(file.Name()), large);
+}
+
+TEST(AviReader, AFileThatVanishesIsTold) {
+  const std::vector<SampleChunk> chunks = SampleChunks(4, 1);
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(1), chunks);
+  AviReader reader(file.Name());
+  std::filesystem::resize_file(PathOf(file.Name()), reader.Frame(2).position);
+  EXPECT_EQ(reader.ReadFrame(1).size(), 37U);
+  EXPECT_EQ(MessageOf(ExitCode::kInput, [&] { reader.ReadFrame(2); }),
+            file.Name() + ": frame 3 cannot be read");
 }
 
 TEST(AviReader, NoFileMakesItReadOutside) {
   const TemporaryFile whole(".avi");
-  Store(whole.Name(), TestFrames(40), {9000, 3000, 20});
+  StoreSample(whole, SampleHeaders(3), SampleChunks(8, 3),
+              {.firstSegmentBytes = 40000, .nextSegmentBytes = 12000, .segments = 20});
   const std::string text = whole.Text();
   // Every byte of the headers and indexes in turn is replaced, and every length is tried.
-  const TemporaryFile file(".avi");
   const auto tryFile = [&](const std::string& contents) {
-    file.Store(contents);
     try {
-      AviReader reader(file.Name());
-      for (std::uint32_t i = 0; i < reader.FrameCount(); ++i) {
-        reader.ReadFrame(i);
+      const AviReader reader(std::make_unique<std::istringstream>(contents), contents.size(), "x",
+                             nullptr);
+      for (std::size_t stream = 0; stream < reader.Headers().streams.size(); ++stream) {
+        LoadStream(reader, stream);
       }
     } catch (const ToolError& error) {
       EXPECT_EQ(error.Code(), ExitCode::kInput);
@@ -269,41 +439,5 @@ TEST(AviReader, NoFileMakesItReadOutside) {
   }
 }
 
-TEST(AviSource, RefusesFormatsThatItDoesNotKnow) {
-  const TemporaryFile file(".avi");
-  const auto message = [&](PixelFormat pixelFormat, std::size_t position, std::uint8_t value) {
-    AviStreamFormat format{.bitmap = MakeBitmapFormat({pixelFormat, 16, 16}), .rate = {25, 1}};
-    format.bitmap[position] = value;
-    {
-      AviWriter writer(file.Name(), format);
-      writer.Write(Bytes(4), true);
-    }
-    return MessageOf(ExitCode::kInput, [&] { const AviSource source(file.Name()); });
-  };
-  constexpr std::size_t kWidth = 4;
-  constexpr std::size_t kBits = 14;
-  EXPECT_TRUE(
-      Contains(message(PixelFormat::kRgb24, kBits, 8), "has 8-bit video of the format RGB"));
-  EXPECT_TRUE(
-      Contains(message(PixelFormat::kYuy2, kBits, 12), "has 12-bit video of the format YUY2"));
-  EXPECT_TRUE(Contains(message(PixelFormat::kRgb24, kWidth, 0), "has pictures of 0x16"));
-  EXPECT_TRUE(Contains(message(PixelFormat::kYuy2, kWidth, 15), "of an odd width"));
-}
-
-TEST(AviSource, AFrameThatIsTooShortIsTold) {
-  const TemporaryFile file(".avi");
-  const FrameLayout layout{PixelFormat::kRgb24, 16, 16};
-  {
-    AviWriter writer(file.Name(), {.bitmap = MakeBitmapFormat(layout), .rate = {25, 1}});
-    writer.Write(Bytes(layout.FrameBytes()), true);
-    writer.Write(Bytes(100), true);
-  }
-  AviSource source(file.Name());
-  Bytes picture(layout.FrameBytes());
-  EXPECT_TRUE(source.Read(picture));
-  EXPECT_EQ(MessageOf(ExitCode::kInput, [&] { source.Read(picture); }),
-            file.Name() + ": frame 2 has 100 bytes where 768 belong");
-}
-
 }  // namespace
-}  // namespace qivm
+}  // namespace vfwtool

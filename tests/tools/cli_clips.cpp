@@ -4,45 +4,11 @@
 
 #include <vfw.h>
 
-#include <fstream>
 #include <gtest/gtest.h>
-#include <random>
 
-#include "tools/vfwtool/avi_writer.h"
-#include "tools/vfwtool/file_access.h"
-#include "tools/vfwtool/y4m.h"
+#include "tools/vfwtool/base/files.h"
 
-namespace qivm {
-
-std::vector<Picture> TestPictures(const FrameLayout& layout, std::size_t count) {
-  std::mt19937 random(layout.width + static_cast<unsigned>(layout.format));
-  std::vector<Picture> pictures(count, Picture(layout.FrameBytes()));
-  for (Picture& picture : pictures) {
-    for (std::uint8_t& byte : picture) {
-      byte = static_cast<std::uint8_t>(random() % 200);
-    }
-  }
-  return pictures;
-}
-
-void StoreY4m(const std::string& name, const ClipFormat& format,
-              const std::vector<Picture>& pictures) {
-  std::ofstream file = OpenOutput(name);
-  Y4mSink sink(file, name, format);
-  for (const Picture& picture : pictures) {
-    sink.Write(picture);
-  }
-  sink.Finish();
-}
-
-void StoreAvi(const std::string& name, const ClipFormat& format,
-              const std::vector<Picture>& pictures) {
-  AviSink sink(name, format);
-  for (const Picture& picture : pictures) {
-    sink.Write(picture);
-  }
-  sink.Finish();
-}
+namespace vfwtool {
 
 ReadAvi LoadAvi(const std::string& name) {
   ReadAvi avi;
@@ -76,4 +42,4 @@ ReadAvi LoadAvi(const std::string& name) {
   return avi;
 }
 
-}  // namespace qivm
+}  // namespace vfwtool

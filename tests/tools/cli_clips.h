@@ -4,19 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/vfwtool/clip.h"
+#include "tests/tools/clips.h"
 
-namespace qivm {
-
-using Picture = std::vector<std::uint8_t>;
-
-/// Pictures of that layout, each different, none of which asks the test codec for trouble.
-std::vector<Picture> TestPictures(const FrameLayout& layout, std::size_t count);
-
-void StoreY4m(const std::string& name, const ClipFormat& format,
-              const std::vector<Picture>& pictures);
-void StoreAvi(const std::string& name, const ClipFormat& format,
-              const std::vector<Picture>& pictures);
+namespace vfwtool {
 
 /// A video stream as AVIFile reads it.
 struct ReadAvi {
@@ -28,4 +18,4 @@ struct ReadAvi {
 };
 ReadAvi LoadAvi(const std::string& name);
 
-}  // namespace qivm
+}  // namespace vfwtool

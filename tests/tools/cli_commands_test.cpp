@@ -11,10 +11,9 @@
 #include "tests/tools/store_codec_format.h"
 #include "tests/tools/temporary_file.h"
 #include "tests/tools/tool_errors.h"
-#include "tools/vfwtool/avi_writer.h"
-#include "tools/vfwtool/bitmap_format.h"
+#include "tools/vfwtool/media/picture.h"
 
-namespace qivm {
+namespace vfwtool {
 namespace {
 
 constexpr ClipFormat kFormat = {{PixelFormat::kYuy2, 64, 48}, {25, 1}};
@@ -175,11 +174,13 @@ TEST_F(CliCommands, ControlCLeavesACompleteRecording) {
 
 TEST_F(CliCommands, ExportsAndImports) {
   {
-    AviWriter writer(recorded_.Name(), {.bitmap = MakeBitmapFormat({PixelFormat::kRgb24, 16, 16}),
-                                        .handler = MakeFourCc("QIVM"),
-                                        .rate = {50, 1}});
-    writer.Write(CodecFrame(0), true);
-    writer.Write(CodecFrame(0), true);
+    AviWriter writer(recorded_.Name(),
+                     {.streams = {MakeVideoHeaders(MakeBitmapFormat({PixelFormat::kRgb24, 16, 16}),
+                                                   "QIVM"_fourcc, {50, 1}, true)},
+                      .others = {},
+                      .lists = {}});
+    writer.Write(0, CodecFrame(0), true);
+    writer.Write(0, CodecFrame(0), true);
     writer.Finish();
   }
   const CliRun run = RunCli({"export", recorded_.Name(), "-o", stream_.Name(), "--set-rate"});
@@ -198,9 +199,9 @@ TEST_F(CliCommands, ExportsAndImports) {
   const TemporaryFile imported(".avi");
   ExpectSuccess(RunCli({"import", "-", "-o", imported.Name(), "--codec", "MMES"}, stream_.Name()));
   const ReadAvi avi = LoadAvi(imported.Name());
-  EXPECT_EQ(avi.handler, MakeFourCc("MMES"));
+  EXPECT_EQ(avi.handler, "MMES"_fourcc);
   EXPECT_EQ(avi.rate, (FrameRate{50, 1}));
-  EXPECT_EQ(ReadBitmapFormat(avi.format).compression, MakeFourCc("MMES"));
+  EXPECT_EQ(ReadBitmapFormat(avi.format).compression, "MMES"_fourcc);
   EXPECT_EQ(avi.frames, (std::vector<Picture>{frame, frame}));
   const CliRun info = RunCli({"info", imported.Name(), "--frames"});
   EXPECT_TRUE(Contains(info.OutputText(),
@@ -214,4 +215,4 @@ TEST_F(CliCommands, ExportsAndImports) {
 }
 
 }  // namespace
-}  // namespace qivm
+}  // namespace vfwtool

@@ -8,7 +8,7 @@
 #include "tests/tools/cli_run.h"
 #include "tests/tools/temporary_file.h"
 
-namespace qivm {
+namespace vfwtool {
 namespace {
 
 constexpr int kWidth = 64;
@@ -59,7 +59,7 @@ class CliFields : public testing::Test {
     return run.output;
   }
 
-  const test::DriverRegistration registration_{"QIVM"};
+  const qivm::test::DriverRegistration registration_{"QIVM"};
   TemporaryFile source_{".y4m"};
   TemporaryFile recorded_{".avi"};
 };
@@ -77,4 +77,4 @@ TEST_F(CliFields, OfAnotherCodecAreItsOwnAffair) {
 }
 
 }  // namespace
-}  // namespace qivm
+}  // namespace vfwtool

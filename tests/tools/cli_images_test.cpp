@@ -11,10 +11,10 @@
 #include "tests/tools/cli_clips.h"
 #include "tests/tools/cli_run.h"
 #include "tests/tools/temporary_file.h"
-#include "tools/vfwtool/image_files.h"
-#include "tools/vfwtool/repack.h"
+#include "tools/vfwtool/media/picture.h"
+#include "tools/vfwtool/media/picture_files.h"
 
-namespace qivm {
+namespace vfwtool {
 namespace {
 
 /// Reads a picture file as 24-bit colours, its rows from the bottom up. Objects live as long as the
@@ -74,7 +74,7 @@ TEST(CliImages, HoldThePicturesOfTheClip) {
       } else {
         EXPECT_EQ(FileBytes(name), 54 + format.layout.FrameBytes());
       }
-      RemoveFile(name);
+      std::filesystem::remove(PathOf(name));
     }
   }
   ExpectFailure(RunCli({"play", recorded.Name(), "-o", "x.png", "--format", "yuy2"}),
@@ -85,4 +85,4 @@ TEST(CliImages, HoldThePicturesOfTheClip) {
 }
 
 }  // namespace
-}  // namespace qivm
+}  // namespace vfwtool

@@ -6,7 +6,7 @@
 
 #include "tests/tools/tool_errors.h"
 
-namespace qivm {
+namespace vfwtool {
 namespace {
 
 OwnedHandle OpenInheritable(const std::wstring& name, DWORD access, DWORD creation) {
@@ -118,4 +118,4 @@ void InputPipe::Write(const std::string& bytes) const {
   EXPECT_EQ(written, bytes.size());
 }
 
-}  // namespace qivm
+}  // namespace vfwtool

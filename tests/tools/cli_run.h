@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "tests/tools/temporary_file.h"
-#include "tools/vfwtool/tool_error.h"
+#include "tools/vfwtool/base/error.h"
 
-namespace qivm {
+namespace vfwtool {
 
 /// What a run of vfwtool.exe left.
 struct CliRun {
@@ -76,4 +76,4 @@ void ExpectFailure(const CliRun& run, ExitCode code, const std::string& message)
 /// The path of a file beside the test program.
 std::wstring BesideTest(const std::wstring& file);
 
-}  // namespace qivm
+}  // namespace vfwtool

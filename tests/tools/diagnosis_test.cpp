@@ -1,4 +1,4 @@
-#include "tools/vfwtool/diagnosis.h"
+#include "tools/vfwtool/codecs/diagnosis.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -7,7 +7,7 @@
 #include "tests/tools/temporary_file.h"
 #include "tests/tools/tool_errors.h"
 
-namespace qivm {
+namespace vfwtool {
 namespace {
 
 CodecRegistration Sound(unsigned bits, bool isTried) {
@@ -22,13 +22,13 @@ CodecRegistration Sound(unsigned bits, bool isTried) {
 }
 
 Diagnosis SoundDiagnosis() {
-  return {.code = MakeFourCc("TEST"),
+  return {.code = "TEST"_fourcc,
           .toolBits = 32,
           .systemBits = 64,
           .registrations = {Sound(32, true), Sound(64, false)},
           .opensForCompression = true,
           .opensForDecompression = true,
-          .answering = {{MakeFourCc("TEST"), "", "", "test.dll"}}};
+          .answering = {{"TEST"_fourcc, "", "", "test.dll"}}};
 }
 
 TEST(Diagnosis, ASoundCodecIsUsable) {
@@ -108,4 +108,4 @@ TEST(ProgramBits, AreReadFromTheHeader) {
 }
 
 }  // namespace
-}  // namespace qivm
+}  // namespace vfwtool

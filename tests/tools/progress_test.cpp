@@ -1,11 +1,11 @@
-#include "tools/vfwtool/progress.h"
+#include "tools/vfwtool/base/progress.h"
 
 #include <gtest/gtest.h>
 #include <optional>
 #include <sstream>
 #include <string>
 
-namespace qivm {
+namespace vfwtool {
 namespace {
 
 TEST(Progress, ShortStepsStaySilent) {
@@ -80,4 +80,4 @@ TEST(Progress, ATerminalLineIsRewrittenAndTakenAway) {
 }
 
 }  // namespace
-}  // namespace qivm
+}  // namespace vfwtool

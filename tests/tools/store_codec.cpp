@@ -10,12 +10,10 @@
 #include <string_view>
 
 #include "tests/tools/store_codec_format.h"
-#include "tools/vfwtool/four_cc.h"
+#include "tools/vfwtool/media/bytes.h"
 
-namespace qivm {
+namespace vfwtool {
 namespace {
-
-constexpr FourCc kCode = MakeFourCc(kStoreCode);
 
 const BITMAPINFOHEADER* Header(LPARAM parameter) {
   return reinterpret_cast<const BITMAPINFOHEADER*>(parameter);
@@ -30,13 +28,12 @@ std::uint32_t PictureBytes(const BITMAPINFOHEADER* header) {
 }
 
 bool IsStored(const BITMAPINFOHEADER* header) {
-  return header->biCompression == kCode && header->biSize == kStoreFormatBytes;
+  return header->biCompression == kStoreCode && header->biSize == kStoreFormatBytes;
 }
 
 /// Takes YUY2, UYVY and 32-bit RGB, of sizes that are multiples of the step.
 LRESULT QueryCompression(const BITMAPINFOHEADER* input, const BITMAPINFOHEADER* output) {
-  const bool isYuv =
-      input->biCompression == MakeFourCc("YUY2") || input->biCompression == MakeFourCc("UYVY");
+  const bool isYuv = input->biCompression == "YUY2"_fourcc || input->biCompression == "UYVY"_fourcc;
   const bool isRgb32 = input->biCompression == BI_RGB && input->biBitCount == 32;
   const bool isWholeSteps = input->biWidth > 0 && input->biHeight > 0 &&
                             input->biWidth % kStoreSizeStep == 0 &&
@@ -56,7 +53,7 @@ LRESULT GetCompressedFormat(const BITMAPINFOHEADER* input, LPARAM output) {
   BITMAPINFOHEADER header = *input;
   header.biSize = kStoreFormatBytes;
   header.biBitCount = 24;
-  header.biCompression = kCode;
+  header.biCompression = kStoreCode;
   std::memcpy(bytes, &header, sizeof(header));
   std::memcpy(bytes + sizeof(header), input, sizeof(*input));
   return ICERR_OK;
@@ -131,7 +128,7 @@ LRESULT GetInfo(ICINFO* info, LPARAM bytes) {
   *info = {};
   info->dwSize = sizeof(*info);
   info->fccType = ICTYPE_VIDEO;
-  info->fccHandler = kCode;
+  info->fccHandler = kStoreCode;
   info->dwFlags = VIDCF_QUALITY;
   SetField(info->szName, L"Store");
   SetField(info->szDescription, L"Stores pictures \u2013 for tests");
@@ -151,11 +148,11 @@ LRESULT ShowDialog(LPARAM parent, const wchar_t* eventName, LRESULT result) {
 }
 
 }  // namespace
-}  // namespace qivm
+}  // namespace vfwtool
 
 extern "C" LRESULT WINAPI DriverProc(DWORD_PTR id, HDRVR driver, UINT message, LPARAM first,
                                      LPARAM second) {
-  using namespace qivm;
+  using namespace vfwtool;
   switch (message) {
     case DRV_LOAD:
     case DRV_FREE:

@@ -2,13 +2,15 @@
 
 #include <cstdint>
 
-namespace qivm {
+#include "tools/vfwtool/media/bytes.h"
+
+namespace vfwtool {
 
 // The test codec "STOR": it stores pictures as they are, so that everything around a codec can be
 // tested exactly. The first byte of a picture can ask it for trouble.
 
 /// The code under which the tests register it.
-inline constexpr char kStoreCode[] = "STOR";
+inline constexpr FourCc kStoreCode = "STOR"_fourcc;
 
 /// The codec takes widths and heights that are multiples of this.
 inline constexpr int kStoreSizeStep = 8;
@@ -39,4 +41,4 @@ struct StoreFrameHeader {
   std::uint32_t quality;
 };
 
-}  // namespace qivm
+}  // namespace vfwtool

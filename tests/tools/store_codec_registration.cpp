@@ -6,7 +6,7 @@
 
 #include "tests/tools/cli_run.h"
 
-namespace qivm {
+namespace vfwtool {
 namespace {
 
 constexpr wchar_t kDriversKey[] = L"Software\\Microsoft\\Windows NT\\CurrentVersion\\Drivers32";
@@ -26,4 +26,4 @@ void StoreCodecRegistration::TearDown() {
   EXPECT_EQ(RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kDriversKey, kCodecValue), ERROR_SUCCESS);
 }
 
-}  // namespace qivm
+}  // namespace vfwtool

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qivm {
+namespace vfwtool {
 
 /// Registers the test codec with the compression manager for as long as the tests run.
 class StoreCodecRegistration final : public testing::Environment {
@@ -11,4 +11,4 @@ class StoreCodecRegistration final : public testing::Environment {
   void TearDown() override;
 };
 
-}  // namespace qivm
+}  // namespace vfwtool

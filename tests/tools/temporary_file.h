@@ -10,9 +10,15 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/vfwtool/file_access.h"
+#include "tools/vfwtool/base/files.h"
 
-namespace qivm {
+namespace vfwtool {
+
+/// The contents of a file.
+inline std::vector<std::uint8_t> ContentsOf(const std::string& name) {
+  std::ifstream file = OpenInput(name);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
 
 /// The name of a file for one test, which is removed when the test ends.
 class TemporaryFile {
@@ -22,26 +28,43 @@ class TemporaryFile {
               std::string(extension)) {}
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() { RemoveFile(name_); }
+  ~TemporaryFile() {
+    std::error_code error;
+    std::filesystem::remove(PathOf(name_), error);
+  }
 
   const std::string& Name() const { return name_; }
 
   bool Exists() const { return std::filesystem::exists(PathOf(name_)); }
 
-  std::vector<std::uint8_t> Contents() const {
-    std::ifstream file = OpenInput(name_);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
+  std::vector<std::uint8_t> Contents() const { return ContentsOf(name_); }
 
   std::string Text() const {
-    std::ifstream file = OpenInput(name_);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const std::vector<std::uint8_t> contents = Contents();
+    return {contents.begin(), contents.end()};
   }
 
   void Store(std::string_view contents) const {
-    std::ofstream file = OpenOutput(name_);
+    std::ofstream file(PathOf(name_), std::ios::binary | std::ios::trunc);
     file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
     ASSERT_TRUE(file.flush());
+  }
+  void Store(const std::vector<std::uint8_t>& contents) const {
+    Store(std::string_view(reinterpret_cast<const char*>(contents.data()), contents.size()));
+  }
+
+  /// Writes over what is there.
+  void Overwrite(std::size_t position, std::string_view bytes) const {
+    std::fstream file(PathOf(name_), std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(position));
+    file << bytes;
+    ASSERT_TRUE(file.flush());
+  }
+
+  std::size_t PositionOf(const std::string& text) const {
+    const std::size_t position = Text().find(text);
+    EXPECT_NE(position, std::string::npos) << text;
+    return position;
   }
 
  private:
@@ -53,4 +76,4 @@ class TemporaryFile {
   std::string name_;
 };
 
-}  // namespace qivm
+}  // namespace vfwtool

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "tools/vfwtool/tool_error.h"
+#include "tools/vfwtool/base/error.h"
 
-namespace qivm {
+namespace vfwtool {
 
 /// Runs `action`, which must fail with a ToolError of that code, and returns the message.
 template <typename Action>
@@ -24,4 +24,4 @@ inline bool Contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-}  // namespace qivm
+}  // namespace vfwtool

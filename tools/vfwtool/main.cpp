@@ -1,48 +1,44 @@
-#include <windows.h>
-
-#include <cstdio>
-#include <io.h>
-#include <iostream>
+#include <array>
 #include <string>
 #include <vector>
 
-#include "tools/vfwtool/command_table.h"
-#include "tools/vfwtool/windows_text.h"
+#include "tools/vfwtool/base/system.h"
+#include "tools/vfwtool/commands/command.h"
 
 namespace {
 
-/// Makes the console show UTF-8, in which the tool prints, for as long as the object lives.
-class Utf8Console {
- public:
-  Utf8Console() : previousCodePage_(GetConsoleOutputCP()) { SetConsoleOutputCP(CP_UTF8); }
-  Utf8Console(const Utf8Console&) = delete;
-  Utf8Console& operator=(const Utf8Console&) = delete;
-  ~Utf8Console() { SetConsoleOutputCP(previousCodePage_); }
-
- private:
-  UINT previousCodePage_;
+/// In the order in which the help text lists them.
+constexpr std::array kCommands = {
+    &vfwtool::kRecordCommand,   &vfwtool::kPlayCommand,      &vfwtool::kCopyCommand,
+    &vfwtool::kInfoCommand,     &vfwtool::kVerifyCommand,    &vfwtool::kExportCommand,
+    &vfwtool::kImportCommand,   &vfwtool::kCompareCommand,   &vfwtool::kBenchCommand,
+#ifdef _WIN32
+    &vfwtool::kDiagnoseCommand, &vfwtool::kConfigureCommand, &vfwtool::kAboutCommand,
+#endif
 };
 
-constexpr const char* kVersion =
-    sizeof(void*) == 8 ? VFWTOOL_VERSION " (64-bit)" : VFWTOOL_VERSION " (32-bit)";
+int Run(const std::vector<std::string>& arguments) {
+  const vfwtool::ProcessStreams streams;
+  const vfwtool::Tool tool{
+      .name = "vfwtool",
+      .purpose = "Records, plays and looks after video with Video for Windows codecs.",
+      .version = sizeof(void*) == 8 ? VFWTOOL_VERSION " (64-bit)" : VFWTOOL_VERSION " (32-bit)",
+      .commands = kCommands,
+  };
+  return vfwtool::RunTool(tool, arguments, vfwtool::ProcessStreams::Streams());
+}
 
 }  // namespace
 
+#ifdef _WIN32
+/// File names arrive in UTF-16, whatever the code page.
 int wmain(int count, wchar_t** words) {
-  const Utf8Console console;
   std::vector<std::string> arguments;
   for (int i = 1; i < count; ++i) {
-    arguments.push_back(qivm::Utf8(words[i]));
+    arguments.push_back(vfwtool::Utf8(words[i]));
   }
-  const qivm::Tool tool{
-      .name = "vfwtool",
-      .purpose = "records and plays video with the installed Video for Windows codecs",
-      .version = kVersion,
-      .commands = qivm::AllCommands(),
-  };
-  const qivm::ToolStreams streams{.input = std::cin,
-                                  .output = std::cout,
-                                  .errors = std::cerr,
-                                  .errorsAreTerminal = _isatty(_fileno(stderr)) != 0};
-  return qivm::RunTool(tool, arguments, streams);
+  return Run(arguments);
 }
+#else
+int main(int count, char** words) { return Run({words + 1, words + count}); }
+#endif

@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "tests/tools/avi_samples.h"
+#include "tests/tools/tool_errors.h"
+#include "tools/vfwtool/media/avi_reader.h"
+
+namespace vfwtool {
+namespace {
+
+/// What is wrong with a file, a line each.
+std::string Findings(const TemporaryFile& file) {
+  std::string text;
+  CheckStructure(AviReader(file.Name()), [&](const AviFinding& finding) {
+    if (finding.frame) {
+      text += "frame " + std::to_string(*finding.frame) + ": ";
+    }
+    text += finding.what + '\n';
+  });
+  return text;
+}
+
+std::string LittleEndian(std::uint32_t value) {
+  Bytes bytes;
+  AppendLittleEndian32(bytes, value);
+  return {bytes.begin(), bytes.end()};
+}
+
+class CheckStructureOf : public testing::Test {
+ protected:
+  void Store(const AviLimits& limits = {}) {
+    StoreSample(file_, SampleHeaders(2), chunks_, limits);
+  }
+  std::uint32_t WordAt(std::size_t position) {
+    return ReadLittleEndian32(file_.Contents(), position);
+  }
+
+  const std::vector<SampleChunk> chunks_ = SampleChunks(40, 2);
+  TemporaryFile file_{".avi"};
+};
+
+TEST_F(CheckStructureOf, WholeFilesFindsNothing) {
+  Store();
+  EXPECT_EQ(Findings(file_), "");
+  Store(kSmallSegments);
+  EXPECT_EQ(Findings(file_), "");
+}
+
+TEST_F(CheckStructureOf, FilesThatBreakOff) {
+  Store();
+  const std::string text = file_.Text();
+  file_.Store(text.substr(0, text.rfind("00dc", text.find("idx1")) + 8 + 50));
+  const std::string findings = Findings(file_);
+  EXPECT_TRUE(Contains(findings, "states 1")) << findings;
+  EXPECT_TRUE(Contains(findings, "frame 39: breaks off after 50 of 63 bytes")) << findings;
+  EXPECT_TRUE(Contains(findings, "there is no index")) << findings;
+}
+
+TEST_F(CheckStructureOf, SizesThatWereNeverFilledIn) {
+  Store();
+  file_.Store(file_.Text().substr(0, file_.PositionOf("idx1")));
+  file_.Overwrite(4, LittleEndian(0));
+  file_.Overwrite(file_.PositionOf("movi") - 4, LittleEndian(4));
+  const std::string findings = Findings(file_);
+  EXPECT_TRUE(Contains(findings, "the size of the list RIFF \"AVI \" was never filled in"))
+      << findings;
+  EXPECT_TRUE(Contains(findings, "the size of the list LIST \"movi\" was never filled in"))
+      << findings;
+}
+
+TEST_F(CheckStructureOf, TheIndexOfTheOneSegment) {
+  Store();
+  const std::size_t index = file_.PositionOf("idx1") + 8;
+  // The entry of the third frame, after those of three packets and two frames.
+  const std::size_t entry = index + 5 * kIndexEntryBytes;
+  file_.Overwrite(entry + 12, LittleEndian(WordAt(entry + 12) + 1));
+  EXPECT_TRUE(Findings(file_).starts_with("frame 2: the index has it with 75 bytes at byte "))
+      << Findings(file_);
+  Store();
+  file_.Overwrite(index + 4 * kIndexEntryBytes, "JUNK");
+  EXPECT_TRUE(Contains(Findings(file_),
+                       "the index has 39 entries of stream 2, of which there are 40 chunks"))
+      << Findings(file_);
+}
+
+TEST_F(CheckStructureOf, OpenDmlIndexes) {
+  Store(kSmallSegments);
+  const std::size_t superIndex = file_.PositionOf("indx") + 8;
+  const auto standardIndex = static_cast<std::size_t>(
+      ReadLittleEndian64(file_.Contents(), superIndex + kStandardIndexHeaderBytes));
+  const std::size_t entry = standardIndex + 8 + kStandardIndexHeaderBytes + 8;
+  file_.Overwrite(entry, LittleEndian(WordAt(entry) + 2));
+  EXPECT_TRUE(Findings(file_).starts_with("frame 1: the OpenDML index has it with 37 bytes"))
+      << Findings(file_);
+  Store(kSmallSegments);
+  file_.Overwrite(standardIndex, "JUNK");
+  EXPECT_EQ(Findings(file_), "there is no OpenDML index of stream 1 where one should be\n");
+  Store(kSmallSegments);
+  file_.Overwrite(superIndex + 4, LittleEndian(1));
+  EXPECT_TRUE(Contains(Findings(file_), "entries of stream 1, of which there are 40 chunks"))
+      << Findings(file_);
+  Store(kSmallSegments);
+  file_.Overwrite(superIndex - 8, "JUNK");
+  EXPECT_TRUE(Contains(Findings(file_), "stream 1 has no OpenDML index, though there are "))
+      << Findings(file_);
+}
+
+TEST_F(CheckStructureOf, LengthsThatHeadersState) {
+  Store();
+  const std::size_t length = file_.PositionOf("strh") + 8 + 32;
+  file_.Overwrite(length, LittleEndian(41));
+  file_.Overwrite(file_.PositionOf("avih") + 8 + 16, LittleEndian(7));
+  EXPECT_EQ(Findings(file_),
+            "the header of stream 1 states a length of 41, the stream has one of 40\n"
+            "the header of the file states 7 frames, there are 40\n");
+  Store(kSmallSegments);
+  file_.Overwrite(file_.PositionOf("dmlh") + 8, LittleEndian(39));
+  EXPECT_EQ(Findings(file_), "the OpenDML header states 39 frames, there are 40\n");
+}
+
+TEST_F(CheckStructureOf, WhatIsNoChunk) {
+  Store();
+  const std::size_t second = file_.Text().find("00dc", file_.PositionOf("00dc") + 1);
+  file_.Overwrite(second, std::string(4, '\1'));
+  EXPECT_TRUE(Contains(Findings(file_), "no chunk begins where the one before ends"));
+  Store();
+  file_.Store(file_.Text() + "some text");
+  EXPECT_EQ(Findings(file_), "9 bytes behind the end of the last segment\n");
+}
+
+}  // namespace
+}  // namespace vfwtool

@@ -1,0 +1,387 @@
+#include <array>
+#include <charconv>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include "tools/vfwtool/base/error.h"
+#include "tools/vfwtool/commands/transfer.h"
+
+namespace vfwtool {
+namespace {
+
+constexpr std::array kOperands = {
+    OperandSpec{.name = "IN.avi",
+                .help = "the AVI to copy; several are joined in their order",
+                .isList = true},
+};
+
+constexpr OptionSpec kFromOption = {
+    .name = "--from",
+    .value = "POSITION",
+    .help = "begin with this frame: a number, counted from 1,\nor a time such as 00:01:02.500"};
+constexpr OptionSpec kToOption = {
+    .name = "--to", .value = "POSITION", .help = "end with this frame, or before this time"};
+constexpr OptionSpec kLikeOption = {
+    .name = "--like",
+    .value = "GOOD.avi",
+    .help =
+        "take the headers of this AVI, which was recorded\nin the same way, where the input "
+        "never got its own"};
+
+constexpr std::array kOptions = {
+    kAviOutputOption,
+    kFromOption,
+    kToOption,
+    kLikeOption,
+    OptionSpec{.name = "--keep-going",
+               .help = "look into the frames and put an empty one into\nthe place of each that is "
+                       "damaged; exit code 8"},
+    kJsonOption,
+    kQuietOption,
+};
+
+/// What of an input goes into the output.
+struct Part {
+  std::unique_ptr<AviReader> reader;
+  std::uint32_t begin = 0;   ///< The first frame,
+  std::uint32_t end = 0;     ///< and the one behind the last.
+  std::uint64_t before = 0;  ///< Frames that stand before it in the output.
+  bool isCutAtEnd = false;   ///< Its other streams end with its last frame.
+
+  std::uint32_t Frames() const { return end - begin; }
+};
+
+/// The frame that begins at a position, counted from 0; of a frame number, the one that has it.
+std::uint64_t ParsePosition(const OptionSpec& option, const std::string& text,
+                            const FrameRate& rate) {
+  if (const std::optional<std::uint64_t> milliseconds = ParseTime(text)) {
+    return FrameRate{1000, 1}.MomentIn(rate, *milliseconds);
+  }
+  std::uint32_t number = 0;
+  const char* const textEnd = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), textEnd, number);
+  if (error != std::errc{} || end != textEnd || number == 0) {
+    RefuseUsage(option.name,
+                " takes a frame number, counted from 1, or a time such as "
+                "00:01:02.500, not '",
+                text, "'");
+  }
+  return number - 1;
+}
+
+/// The frames that --from and --to ask for, of `total`: the first one, and the one behind the last.
+std::pair<std::uint64_t, std::uint64_t> FindCut(const Arguments& arguments, const FrameRate& rate,
+                                                std::uint64_t total) {
+  std::uint64_t begin = 0;
+  std::uint64_t end = total;
+  if (const auto from = arguments.Value(kFromOption.name)) {
+    begin = ParsePosition(kFromOption, *from, rate);
+  }
+  if (const auto to = arguments.Value(kToOption.name)) {
+    // A time ends the cut before its frame, a number behind it.
+    end = ParsePosition(kToOption, *to, rate) + (ParseTime(*to) ? 0 : 1);
+  }
+  if (begin >= total || end > total) {
+    RefuseUsage(begin >= total ? kFromOption.name : kToOption.name,
+                " lies behind the end: there are ", CountText(total, "frame"), ", ",
+                TimeText(rate.MillisecondsAt(total)));
+  }
+  if (begin >= end) {
+    RefuseUsage(kToOption.name, " lies before ", kFromOption.name);
+  }
+  return {begin, end};
+}
+
+std::unique_ptr<AviReader> OpenPart(const std::string& name, const Arguments& arguments,
+                                    const ToolStreams& streams) {
+  const std::optional<std::string> like = arguments.Value(kLikeOption.name);
+  if (!like) {
+    return std::make_unique<AviReader>(name);
+  }
+  auto reader = std::make_unique<AviReader>(name, AviReader(*like));
+  if (reader->HasOwnHeaders()) {
+    streams.errors << name << " has headers of its own, which are used; " << kLikeOption.name
+                   << " is not needed\n";
+  }
+  return reader;
+}
+
+/// Says what of a damaged file cannot be copied.
+void NameLosses(const AviReader& reader, const ToolStreams& streams) {
+  const AviContents& contents = reader.Contents();
+  if (contents.broken) {
+    const bool isVideo = contents.broken->stream == reader.VideoStream();
+    streams.errors << reader.Name() << " breaks off inside "
+                   << (isVideo ? Concat("frame ", reader.FrameCount() + 1)
+                               : StreamText(reader, contents.broken->stream))
+                   << ": the last " << contents.broken->chunk.bytes << " of "
+                   << contents.broken->stated << " bytes are left out\n";
+  }
+  if (contents.paletteChanges != 0) {
+    streams.errors << reader.Name() << ": " << CountText(contents.paletteChanges, "change")
+                   << " of the palette left out\n";
+  }
+}
+
+/// A format without the size of a picture, which every frame may state anew.
+Bytes ComparableFormat(const AviStreamHeaders& headers) {
+  constexpr std::size_t kSizeOffset = 20;
+  Bytes format = headers.format;
+  if (headers.IsVideo() && format.size() >= kBitmapHeaderBytes) {
+    StoreLittleEndian32(format, kSizeOffset, 0);
+  }
+  return format;
+}
+
+std::string PictureText(const AviStreamHeaders& headers) {
+  const BitmapFormat format = ReadBitmapFormat(headers.format);
+  return Concat(format.width, 'x', format.height, " of ", format.bits, " bits and the code ",
+                format.compression == 0 ? "RGB" : FourCcText(format.compression));
+}
+
+/// How a stream differs from that of another file, as the end of a sentence; empty when it does
+/// not.
+std::string DifferenceOf(const AviStreamHeaders& a, const AviStreamHeaders& b) {
+  if (a.Type() != b.Type()) {
+    return Concat("is ", FourCcText(a.Type()), ", not ", FourCcText(b.Type()));
+  }
+  if (a.IsVideo() && PictureText(a) != PictureText(b)) {
+    return Concat("has pictures of ", PictureText(a), ", not ", PictureText(b));
+  }
+  if (std::uint64_t{a.Rate().numerator} * b.Rate().denominator !=
+      std::uint64_t{b.Rate().numerator} * a.Rate().denominator) {
+    return Concat("has the rate ", a.Rate().Text(), ", not ", b.Rate().Text());
+  }
+  if (a.IsSound() && ReadSoundFormat(a.format).Text() != ReadSoundFormat(b.format).Text()) {
+    return Concat("is ", ReadSoundFormat(a.format).Text(), ", not ",
+                  ReadSoundFormat(b.format).Text());
+  }
+  if (ComparableFormat(a) != ComparableFormat(b)) {
+    return Concat("has another format, of ", a.format.size(), " bytes, not ", b.format.size());
+  }
+  if (a.Field(StreamField::kSampleSize) != b.Field(StreamField::kSampleSize)) {
+    return Concat("has samples of ", a.Field(StreamField::kSampleSize), " bytes, not ",
+                  b.Field(StreamField::kSampleSize));
+  }
+  return {};
+}
+
+/// Throws ToolError (kInput) with the first difference that keeps two files from being joined.
+void RequireJoinable(const AviReader& reader, const AviReader& first) {
+  const std::vector<AviStreamHeaders>& a = reader.Headers().streams;
+  const std::vector<AviStreamHeaders>& b = first.Headers().streams;
+  const auto refuse = [&](const std::string& difference) {
+    RefuseInput(reader.Name(), "cannot be joined to ", first.Name(), ": ", difference);
+  };
+  if (a.size() != b.size()) {
+    refuse(Concat("it has ", CountText(a.size(), "stream"), ", not ", b.size()));
+  }
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (const std::string difference = DifferenceOf(a[i], b[i]); !difference.empty()) {
+      refuse(Concat("its stream ", i + 1, ' ', difference));
+    }
+  }
+}
+
+/// Takes a cut back to the key frame before it.
+void BeginWithKeyFrame(Part& part, const ToolStreams& streams) {
+  const std::uint32_t wanted = part.begin;
+  while (part.begin > 0 && !part.reader->Frame(part.begin).isKeyFrame) {
+    --part.begin;
+  }
+  if (part.begin != wanted) {
+    streams.errors << part.reader->Name() << ": frame " << wanted + 1
+                   << " builds on others; the cut begins with the key frame before it, "
+                   << FramePlace(*part.reader, part.begin) << '\n';
+  }
+}
+
+/// The parts of the inputs that the arguments ask for.
+std::vector<Part> FindParts(std::vector<std::unique_ptr<AviReader>> readers,
+                            const Arguments& arguments, const ToolStreams& streams) {
+  std::uint64_t total = 0;
+  for (const std::unique_ptr<AviReader>& reader : readers) {
+    total += reader->FrameCount();
+  }
+  const auto [begin, end] = FindCut(arguments, readers.front()->Rate(), total);
+  std::vector<Part> parts;
+  std::uint64_t position = 0;
+  std::uint64_t before = 0;
+  for (std::unique_ptr<AviReader>& reader : readers) {
+    const std::uint64_t next = position + reader->FrameCount();
+    const std::uint64_t first = std::max(begin, position);
+    const std::uint64_t last = std::min(end, next);
+    if (first < last) {
+      Part part{.reader = std::move(reader),
+                .begin = static_cast<std::uint32_t>(first - position),
+                .end = static_cast<std::uint32_t>(last - position),
+                .before = before,
+                .isCutAtEnd = true};
+      BeginWithKeyFrame(part, streams);
+      before += part.Frames();
+      parts.push_back(std::move(part));
+    }
+    position = next;
+  }
+  parts.back().isCutAtEnd = arguments.Has(kToOption.name);
+  return parts;
+}
+
+/// The moments between which the other streams of a part lie, and the moment of the output at which
+/// they begin.
+struct Span {
+  AviPackets::Part part;
+  std::uint64_t at = 0;
+};
+
+Span SpanOf(const Part& part, const FrameRate& rate) {
+  const AviReader& reader = *part.reader;
+  const auto momentOf = [&](std::uint64_t frame) { return reader.Rate().MomentIn(rate, frame); };
+  const std::uint64_t start = reader.Video().Field(StreamField::kStart);
+  Span span;
+  if (part.before != 0 || part.begin != 0) {
+    span.part.from = momentOf(start + part.begin);
+    span.at = momentOf(part.before);
+  }
+  if (part.isCutAtEnd) {
+    span.part.to = span.part.from + momentOf(part.before + part.Frames()) - span.at;
+  }
+  return span;
+}
+
+AviCompanions JoinCompanions(const std::vector<Part>& parts) {
+  const AviReader& first = *parts.front().reader;
+  AviCompanions companions{
+      .streams = {}, .others = first.Headers().others, .lists = first.Headers().lists};
+  for (std::size_t i = 0; i < first.Headers().streams.size(); ++i) {
+    if (i == first.VideoStream()) {
+      companions.streams.push_back(nullptr);
+      continue;
+    }
+    auto joined = std::make_unique<JoinedPackets>();
+    const FrameRate rate = first.Headers().streams[i].Rate();
+    for (const Part& part : parts) {
+      const Span span = rate.IsValid() ? SpanOf(part, rate) : Span{};
+      joined->Add(std::make_unique<AviPackets>(*part.reader, i, span.part), span.part.from,
+                  span.at);
+    }
+    companions.streams.push_back(std::move(joined));
+  }
+  return companions;
+}
+
+/// The frames of all parts, one after another.
+class PartFrames {
+ public:
+  PartFrames(const std::vector<Part>& parts, bool looksInside, DamageLog& log)
+      : parts_(parts), looksInside_(looksInside), log_(log), next_(parts.front().begin) {}
+
+  /// Reads the next frame; false at the end.
+  bool Read() {
+    while (next_ == parts_[part_].end) {
+      if (++part_ == parts_.size()) {
+        return false;
+      }
+      next_ = parts_[part_].begin;
+    }
+    const AviReader& reader = *parts_[part_].reader;
+    const std::uint32_t frame = next_++;
+    isKeyFrame = reader.Frame(frame).isKeyFrame;
+    const bool isWhole = looksInside_ ? ReadWholeFrame(reader, frame, log_, bytes)
+                                      : reader.Read(reader.Frame(frame), bytes);
+    if (!isWhole) {
+      if (!looksInside_) {
+        log_.Note(reader, frame, "cannot be read");
+      }
+      bytes.clear();
+      isKeyFrame = false;
+    }
+    return true;
+  }
+
+  Bytes bytes;
+  bool isKeyFrame = true;
+
+ private:
+  const std::vector<Part>& parts_;
+  bool looksInside_;
+  DamageLog& log_;
+  std::size_t part_ = 0;
+  std::uint32_t next_;
+};
+
+void Run(const Arguments& arguments, const ToolStreams& streams) {
+  const std::vector<std::string>& inputs = arguments.Operands();
+  const std::string output = *arguments.Value(kAviOutputOption.name);
+  RequireAviOutput(output, inputs);
+  if (const auto like = arguments.Value(kLikeOption.name)) {
+    RequireDifferentFiles(*like, output);
+  }
+
+  const Transfer transfer(arguments, streams);
+  DamageLog log = MakeDamageLog(arguments, streams);
+  std::vector<std::unique_ptr<AviReader>> readers;
+  std::string shownInput;
+  for (const std::string& input : inputs) {
+    readers.push_back(OpenPart(input, arguments, streams));
+    const AviReader& reader = *readers.back();
+    if (reader.FrameCount() == 0) {
+      RefuseInput(input, "has no frames");
+    }
+    RequireJoinable(reader, *readers.front());
+    NameLosses(reader, streams);
+    shownInput += Concat(shownInput.empty() ? "" : ", ", input);
+  }
+  const std::vector<Part> parts = FindParts(std::move(readers), arguments, streams);
+  const AviReader& first = *parts.front().reader;
+  AviStreamHeaders video = first.Video();
+  if (parts.front().begin != 0) {
+    video.SetField(StreamField::kStart, 0);
+  }
+  AviCompanions companions = JoinCompanions(parts);
+  const BitmapFormat bitmap = ReadBitmapFormat(first.Format());
+  TransferReport report{.action = "copied",
+                        .input = shownInput,
+                        .output = output,
+                        .width = static_cast<std::uint32_t>(bitmap.width),
+                        .height = static_cast<std::uint32_t>(std::abs(bitmap.height)),
+                        .rate = first.Rate(),
+                        .soundStreams = companions.CountSound()};
+  AviMuxer muxer(output, std::move(video), std::move(companions));
+  PartFrames frames(parts, arguments.Has(kKeepGoingOption.name), log);
+  transfer.Run({.read = [&] { return frames.Read(); },
+                .write = [&] { muxer.WriteFrame(frames.bytes, frames.isKeyFrame); },
+                .finish = [&] { muxer.Finish(); },
+                .stop = [&] { muxer.Stop(); },
+                .finishEarly =
+                    [&] {
+                      muxer.FinishEarly();
+                      return muxer.Frames();
+                    }},
+               parts.back().before + parts.back().Frames(), report);
+  RemarkOnSegments(muxer.Writer(), output, arguments, streams);
+  transfer.Conclude(report, log);
+}
+
+}  // namespace
+
+constinit const Command kCopyCommand = {
+    .name = "copy",
+    .summary = "cut, join and rescue AVIs without coding anew",
+    .description =
+        "Writes the frames and the sound of an AVI, or of several behind each other, into a new "
+        "AVI without changing a byte of them. Sound is cut at the same moment as the video: PCM to "
+        "the sample, other sound to the packet; where it is short of the video at a join, PCM is "
+        "filled up with silence. Of a recording whose program was ended before it could complete "
+        "the file, everything that is there comes out as a whole AVI with an index.",
+    .operands = kOperands,
+    .options = kOptions,
+    .examples =
+        "  vfwtool copy tape.avi -o scene.avi --from 00:01:02.500 --to 00:01:10\n"
+        "  vfwtool copy part1.avi part2.avi -o whole.avi\n"
+        "  vfwtool copy broken.avi -o rescued.avi --like another.avi",
+    .run = Run,
+};
+
+}  // namespace vfwtool

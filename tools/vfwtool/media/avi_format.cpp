@@ -1,0 +1,129 @@
+#include "tools/vfwtool/media/avi_format.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "tools/vfwtool/base/text.h"
+
+namespace vfwtool {
+namespace {
+
+constexpr std::uint32_t kDefaultQuality = 0xFFFFFFFF;
+
+constexpr std::size_t kBlockOffset = 12;  // Of nBlockAlign in a WAVEFORMATEX.
+
+constexpr std::uint16_t kPcmTag = 1;
+constexpr std::uint16_t kFloatTag = 3;
+constexpr std::uint16_t kExtensibleTag = 0xFFFE;
+
+struct Coding {
+  std::uint16_t tag;
+  const char* name;
+};
+// Those that are met in AVIs, by their tags in mmreg.h.
+constexpr std::array kCodings = {
+    Coding{kPcmTag, "PCM"}, Coding{2, "ADPCM"},     Coding{kFloatTag, "PCM (float)"},
+    Coding{6, "A-law"},     Coding{7, "mu-law"},    Coding{0x11, "IMA ADPCM"},
+    Coding{0x50, "MP2"},    Coding{0x55, "MP3"},    Coding{0xFF, "AAC"},
+    Coding{0x161, "WMA"},   Coding{0x2000, "AC-3"}, Coding{0x2001, "DTS"},
+};
+
+char Digit(std::size_t value) { return static_cast<char>('0' + value); }
+
+}  // namespace
+
+std::string AviStreamHeaders::Name() const {
+  const auto found = std::ranges::find(others, "strn"_fourcc, &RiffData::code);
+  if (found == others.end()) {
+    return {};
+  }
+  const auto end = std::ranges::find(found->contents, std::uint8_t{0});
+  return {found->contents.begin(), end};
+}
+
+std::uint64_t AviStreamHeaders::UnitsOf(std::uint64_t bytes) const {
+  if (const std::uint32_t sampleBytes = Field(StreamField::kSampleSize);
+      sampleBytes != 0 && !IsVideo()) {
+    return bytes / sampleBytes;
+  }
+  // Without a sample size a packet lasts a unit, unless it has more blocks than one.
+  const std::uint64_t blockBytes = IsSound() && format.size() >= kSoundFormatBytes
+                                       ? ReadLittleEndian16(format, kBlockOffset)
+                                       : 0;
+  return blockBytes == 0 ? 1 : (bytes + blockBytes - 1) / blockBytes;
+}
+
+AviStreamHeaders MakeVideoHeaders(const Bytes& format, FourCc handler, const FrameRate& rate,
+                                  bool isCompressed) {
+  constexpr std::size_t kRightOffset = 52;
+  const BitmapFormat bitmap = ReadBitmapFormat(format);
+  AviStreamHeaders headers{.header = Bytes(kStreamHeaderBytes),
+                           .format = format,
+                           .others = {},
+                           .chunkKind = {'d', isCompressed ? 'c' : 'b'}};
+  headers.SetField(StreamField::kType, "vids"_fourcc);
+  headers.SetField(StreamField::kHandler, handler);
+  headers.SetField(StreamField::kScale, rate.denominator);
+  headers.SetField(StreamField::kRate, rate.numerator);
+  headers.SetField(StreamField::kQuality, kDefaultQuality);
+  const auto rightAndBottom = static_cast<std::uint32_t>(bitmap.width & 0xFFFF) |
+                              static_cast<std::uint32_t>(bitmap.height) << 16;
+  StoreLittleEndian32(headers.header, kRightOffset, rightAndBottom);
+  return headers;
+}
+
+AviStreamHeaders MakeSoundHeaders(const Bytes& format) {
+  const SoundFormat sound = ReadSoundFormat(format);
+  AviStreamHeaders headers{
+      .header = Bytes(kStreamHeaderBytes), .format = format, .others = {}, .chunkKind = {'w', 'b'}};
+  headers.SetField(StreamField::kType, "auds"_fourcc);
+  headers.SetField(StreamField::kScale, 1);
+  headers.SetField(StreamField::kRate, sound.samplesPerSecond);
+  headers.SetField(StreamField::kQuality, kDefaultQuality);
+  headers.SetField(StreamField::kSampleSize, sound.blockBytes);
+  return headers;
+}
+
+FourCc ChunkCode(std::size_t stream, std::array<char, 2> kind) {
+  return qivm::MakeFourCC(Digit(stream / 10), Digit(stream % 10), kind[0], kind[1]);
+}
+
+FourCc IndexCode(std::size_t stream) {
+  return qivm::MakeFourCC('i', 'x', Digit(stream / 10), Digit(stream % 10));
+}
+
+bool SoundFormat::IsPcm() const {
+  return (tag == kPcmTag || tag == kFloatTag) && blockBytes != 0 && samplesPerSecond != 0;
+}
+
+std::string SoundFormat::CodingText() const {
+  const auto found = std::ranges::find(kCodings, tag, &Coding::tag);
+  return found != kCodings.end() ? found->name : Concat("coding ", tag);
+}
+
+std::string SoundFormat::Text() const {
+  std::string text =
+      Concat(CodingText(), ", ", samplesPerSecond, " Hz, ", CountText(channels, "channel"));
+  if (bits != 0) {
+    text += Concat(", ", CountText(bits, "bit"));
+  }
+  return text;
+}
+
+SoundFormat ReadSoundFormat(std::span<const std::uint8_t> format) {
+  constexpr std::size_t kSubformatOffset = 24;
+  Bytes whole(format.begin(), format.end());
+  whole.resize(std::max(whole.size(), kSubformatOffset + 2));
+  SoundFormat sound{.tag = ReadLittleEndian16(whole, 0),
+                    .channels = ReadLittleEndian16(whole, 2),
+                    .samplesPerSecond = ReadLittleEndian32(whole, 4),
+                    .bytesPerSecond = ReadLittleEndian32(whole, 8),
+                    .blockBytes = ReadLittleEndian16(whole, kBlockOffset),
+                    .bits = ReadLittleEndian16(whole, 14)};
+  if (sound.tag == kExtensibleTag) {
+    sound.tag = ReadLittleEndian16(whole, kSubformatOffset);
+  }
+  return sound;
+}
+
+}  // namespace vfwtool

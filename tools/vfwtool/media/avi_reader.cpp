@@ -1,0 +1,148 @@
+#include "tools/vfwtool/media/avi_reader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/vfwtool/base/error.h"
+#include "tools/vfwtool/base/files.h"
+
+namespace vfwtool {
+namespace {
+
+/// The bytes of a stream header that has all fields up to the length.
+constexpr std::size_t kLeastStreamHeaderBytes = 36;
+
+std::unique_ptr<std::istream> OpenAvi(const std::string& name) {
+  if (name == kStandardStream) {
+    RefuseInput("standard input", "an AVI must be a file, for it is not read in order");
+  }
+  return std::make_unique<std::ifstream>(OpenInput(name));
+}
+
+}  // namespace
+
+AviReader::AviReader(const std::string& name)
+    : AviReader(OpenAvi(name), FileBytes(name).value_or(0), name, nullptr) {}
+
+AviReader::AviReader(const std::string& name, const AviReader& lender)
+    : AviReader(OpenAvi(name), FileBytes(name).value_or(0), name, &lender.Headers()) {}
+
+AviReader::AviReader(std::unique_ptr<std::istream> file, std::uint64_t fileBytes, std::string name,
+                     const AviHeaders* lent)
+    : name_(std::move(name)), stream_(std::move(file)), fileBytes_(fileBytes) {
+  const RiffFile riff(*stream_, fileBytes_);
+  const bool isAvi = ReadHeaders(riff);
+  if (headers_.streams.empty() && lent != nullptr) {
+    headers_ = *lent;
+    superIndexes_.assign(headers_.streams.size(), {});
+    hasOwnHeaders_ = false;
+  } else if (!isAvi) {
+    RefuseInput(name_, "is not an AVI");
+  }
+  RequireVideo();
+  contents_ = FindAviChunks(riff, superIndexes_);
+  for (std::size_t i = 0; i < headers_.streams.size(); ++i) {
+    if (contents_.kinds[i][0] != 0) {
+      headers_.streams[i].chunkKind = contents_.kinds[i];
+    }
+  }
+}
+
+bool AviReader::ReadHeaders(const RiffFile& file) {
+  const std::optional<RiffChunk> avi = file.ChunkAt(0, file.Size());
+  if (!avi || avi->code != "RIFF"_fourcc || avi->listType != "AVI "_fourcc) {
+    return false;
+  }
+  // The first segment's size may never have been filled in, or be wrong.
+  for (const RiffChunk& chunk : file.ChunksIn(avi->begin, file.Size())) {
+    if (chunk.code == "RIFF"_fourcc) {
+      break;
+    }
+    if (chunk.listType == "hdrl"_fourcc && headers_.streams.empty()) {
+      ReadHeaderList(file, chunk);
+    } else if (chunk.code == "LIST"_fourcc && chunk.listType != "hdrl"_fourcc &&
+               chunk.listType != "movi"_fourcc && chunk.listType != "rec "_fourcc) {
+      headers_.lists.push_back({chunk.listType, file.Contents(chunk)});
+    }
+  }
+  return true;
+}
+
+void AviReader::ReadHeaderList(const RiffFile& file, const RiffChunk& list) {
+  for (const RiffChunk& chunk : file.ChunksIn(list)) {
+    if (chunk.listType == "strl"_fourcc && headers_.streams.size() < kMaxAviStreams) {
+      ReadStream(file, chunk);
+    } else if (!IsList(chunk.code) && chunk.code != "avih"_fourcc && chunk.code != "JUNK"_fourcc) {
+      headers_.others.push_back({chunk.code, file.Contents(chunk)});
+    }
+  }
+}
+
+void AviReader::ReadStream(const RiffFile& file, const RiffChunk& list) {
+  AviStreamHeaders stream;
+  Bytes superIndex;
+  for (const RiffChunk& chunk : file.ChunksIn(list)) {
+    if (chunk.code == "strh"_fourcc) {
+      stream.header = file.Contents(chunk);
+    } else if (chunk.code == "strf"_fourcc) {
+      stream.format = file.Contents(chunk);
+    } else if (chunk.code == "indx"_fourcc) {
+      superIndex = file.Contents(chunk);
+    } else if (!IsList(chunk.code) && chunk.code != "JUNK"_fourcc) {
+      stream.others.push_back({chunk.code, file.Contents(chunk)});
+    }
+  }
+  if (stream.header.size() < kLeastStreamHeaderBytes) {
+    RefuseInput(name_, "a stream header is too short");
+  }
+  stream.header.resize(std::max(stream.header.size(), kStreamHeaderBytes));
+  stream.chunkKind = stream.IsSound() ? std::array{'w', 'b'} : std::array{'d', 'c'};
+  headers_.streams.push_back(std::move(stream));
+  superIndexes_.push_back(std::move(superIndex));
+}
+
+void AviReader::RequireVideo() {
+  const auto found = std::ranges::find_if(headers_.streams, &AviStreamHeaders::IsVideo);
+  if (found == headers_.streams.end()) {
+    RefuseInput(name_, "has no video stream");
+  }
+  video_ = static_cast<std::size_t>(found - headers_.streams.begin());
+  if (!Rate().IsValid()) {
+    RefuseInput(name_, "the stream header states no frame rate");
+  }
+  if (Format().size() < kBitmapHeaderBytes) {
+    RefuseInput(name_, "the stream format is too short");
+  }
+  // A codec may read as much as the header says that it has.
+  if (const std::uint32_t stated = ReadLittleEndian32(Format(), 0);
+      stated < kBitmapHeaderBytes || stated > Format().size()) {
+    RefuseInput(name_, "the stream format states a wrong size");
+  }
+}
+
+std::vector<std::size_t> AviReader::SoundStreams() const {
+  std::vector<std::size_t> sound;
+  for (std::size_t i = 0; i < headers_.streams.size(); ++i) {
+    if (headers_.streams[i].IsSound()) {
+      sound.push_back(i);
+    }
+  }
+  return sound;
+}
+
+bool AviReader::Read(const AviChunk& chunk, Bytes& bytes) const {
+  if (!File().Holds(chunk.position, chunk.bytes)) {
+    return false;
+  }
+  bytes.resize(chunk.bytes);
+  return File().Read(chunk.position, bytes);
+}
+
+std::span<std::uint8_t> AviReader::ReadFrame(std::uint32_t index) {
+  if (!Read(Frame(index), frame_)) {
+    RefuseInput(name_, "frame ", index + 1, " cannot be read");
+  }
+  return frame_;
+}
+
+}  // namespace vfwtool

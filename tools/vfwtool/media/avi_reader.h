@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <istream>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/vfwtool/media/avi_index.h"
+
+namespace vfwtool {
+
+/// Reads all streams of an AVI of any size, whole or damaged. Its video is the first video stream.
+///
+/// This is the tool's own rather than AVIFile's, which reads the first segment of a file alone and
+/// says nothing of the others.
+class AviReader {
+ public:
+  /// Throws ToolError (kInput) when the file cannot be read or has no video.
+  explicit AviReader(const std::string& name);
+
+  /// The same for a file that may lack headers: those of `lender` serve then, of a file with the
+  /// same streams.
+  AviReader(const std::string& name, const AviReader& lender);
+
+  /// Reads `file`, of `fileBytes`; `name` is used in messages.
+  AviReader(std::unique_ptr<std::istream> file, std::uint64_t fileBytes, std::string name,
+            const AviHeaders* lent);
+
+  const std::string& Name() const { return name_; }
+  std::uint64_t FileSize() const { return fileBytes_; }
+
+  const AviHeaders& Headers() const { return headers_; }
+  /// False where they are the lender's.
+  bool HasOwnHeaders() const { return hasOwnHeaders_; }
+  const AviContents& Contents() const { return contents_; }
+  /// The contents of the streams' "indx"; empty where there is none.
+  const std::vector<Bytes>& SuperIndexes() const { return superIndexes_; }
+  RiffFile File() const { return {*stream_, fileBytes_}; }
+
+  /// The bytes of a chunk of any stream; false when the file cannot be read there.
+  bool Read(const AviChunk& chunk, Bytes& bytes) const;
+
+  /// The streams of sound, in the file's order.
+  std::vector<std::size_t> SoundStreams() const;
+
+  // Of the video:
+
+  std::size_t VideoStream() const { return video_; }
+  const AviStreamHeaders& Video() const { return headers_.streams[video_]; }
+  /// A bitmap header with all that follows it.
+  const Bytes& Format() const { return Video().format; }
+  FourCc Handler() const { return Video().Field(StreamField::kHandler); }
+  FrameRate Rate() const { return Video().Rate(); }
+
+  std::uint32_t FrameCount() const { return static_cast<std::uint32_t>(Frames().size()); }
+  const std::vector<AviChunk>& Frames() const { return contents_.streams[video_]; }
+  /// `index` counts from 0. An empty frame repeats the one before.
+  const AviChunk& Frame(std::uint32_t index) const { return Frames().at(index); }
+
+  /// Reads a frame; valid until the next one. Throws ToolError (kInput).
+  std::span<std::uint8_t> ReadFrame(std::uint32_t index);
+
+ private:
+  bool ReadHeaders(const RiffFile& file);
+  void ReadHeaderList(const RiffFile& file, const RiffChunk& list);
+  void ReadStream(const RiffFile& file, const RiffChunk& list);
+  void RequireVideo();
+
+  std::string name_;
+  std::unique_ptr<std::istream> stream_;
+  std::uint64_t fileBytes_;
+  AviHeaders headers_;
+  std::vector<Bytes> superIndexes_;
+  bool hasOwnHeaders_ = true;
+  AviContents contents_;
+  std::size_t video_ = 0;
+  Bytes frame_;
+};
+
+/// Something that is wrong with an AVI.
+struct AviFinding {
+  std::optional<std::uint32_t> frame{};   ///< Of the video, counted from 0, if it is about one.
+  std::optional<std::uint64_t> offset{};  ///< In the file.
+  std::string what;
+};
+
+/// Checks how an AVI is put together: that its segments, lists and chunks have the sizes that they
+/// state, that both kinds of index lead to all chunks and to nothing else, and that the headers
+/// state the right lengths. Tells `report` what is wrong, in the order in which it is found.
+void CheckStructure(const AviReader& reader, const std::function<void(AviFinding)>& report);
+
+}  // namespace vfwtool
