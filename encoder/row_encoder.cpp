@@ -62,22 +62,22 @@ std::size_t RowEncoder::EncodeRow(const InputConverter& converter, int row, int 
   for (int column = 0; column < columns;) {
     const auto macroblocks =
         std::min<std::size_t>(LevelBatch::kMacroblocks, static_cast<unsigned>(columns - column));
-    const int next = column + static_cast<int>(macroblocks);
-    if (next < columns) {
-      converter.Prefetch(row, next, std::min(columns - next, 8));
-    }
-    FillBatch(converter, column, macroblocks, quantiser.factors);
+    FillBatch(converter, column, columns, macroblocks, quantiser.factors);
     codeLevels_(batch_, CodeDc(macroblocks, column == 0), lists_, tail);
     column += static_cast<int>(macroblocks);
   }
   return FinishSlice(output.data(), tail);
 }
 
-void RowEncoder::FillBatch(const InputConverter& converter, int firstColumn,
+void RowEncoder::FillBatch(const InputConverter& converter, int firstColumn, int columns,
                            std::size_t macroblocks, const Quantiser& quantiser) {
   batch_.largeCount = 0;
   for (std::size_t i = 0; i < macroblocks; ++i) {
-    record_.column = static_cast<std::int16_t>(firstColumn + static_cast<int>(i));
+    const int column = firstColumn + static_cast<int>(i);
+    const int ahead = column + kPrefetchDistance;
+    converter.Prefetch(ahead < columns ? ahead : ahead - columns,
+                       ahead < columns ? record_.row : record_.row + 1);
+    record_.column = static_cast<std::int16_t>(column);
     converter.ConvertMacroblock(record_);
     fdct_(record_);
     quantise_(record_, quantiser, batch_, i);

@@ -45,8 +45,11 @@ class RowEncoder : public HeapObject {
                         const FrameQuantiser& quantiser, std::span<std::uint8_t> output);
 
  private:
-  void FillBatch(const InputConverter& converter, int firstColumn, std::size_t macroblocks,
-                 const Quantiser& quantiser);
+  /// Macroblocks between the one that is fetched and the one whose pixels are asked for.
+  static constexpr int kPrefetchDistance = 8;
+
+  void FillBatch(const InputConverter& converter, int firstColumn, int columns,
+                 std::size_t macroblocks, const Quantiser& quantiser);
   std::span<const std::uint32_t> CodeDc(std::size_t macroblocks, bool beginsSlice);
 
   MacroblockKernel fdct_;

@@ -51,8 +51,9 @@ class ClientBitmap {
   /// Whether the last line of a macroblock row lies on top of the bitmap and not below the others.
   bool Wraps(int row) const { return shift_ != 0 && (row + 1) * kMacroblockSize == height_; }
 
-  /// Has the pixels of some macroblocks brought nearer to the processor.
-  void Prefetch(int row, int firstColumn, int columns) const;
+  /// Has the pixels of a macroblock brought nearer to the processor when it lies inside the bitmap.
+  /// One after another, so that the memory always has some to bring but never more than it takes.
+  void Prefetch(int column, int row) const;
 
   /// Copies a macroblock inside the bitmap from or to its place, line by line.
   void LoadTile(int column, int row, Tile& tile) const;

@@ -24,11 +24,8 @@ class InputConverter : public HeapObject {
   /// Fills the record's eight blocks with the samples at its column and row, which must lie inside
   /// the bitmap.
   void ConvertMacroblock(MacroblockRecord& record) const;
-  /// Has the pixels of some macroblocks of a row brought nearer, as far as they lie inside the
-  /// bitmap.
-  void Prefetch(int row, int firstColumn, int columns) const {
-    bitmap_.Prefetch(row, firstColumn, columns);
-  }
+  /// Has the pixels of a macroblock brought nearer when it lies inside the bitmap.
+  void Prefetch(int column, int row) const { bitmap_.Prefetch(column, row); }
 
  protected:
   virtual bool Accepts(ClientFormat format) const = 0;
