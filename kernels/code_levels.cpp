@@ -179,12 +179,12 @@ alignas(16) constexpr auto kPositions = [] {
 /// from kFirst on. Returns where the next value goes.
 template <unsigned kFirst>
 [[gnu::always_inline]] inline std::uint16_t* PutMarked(std::uint16_t* out, __m128i values,
-                                                       std::uint64_t mask) {
+                                                       std::uint32_t mask) {
   constexpr unsigned kShuffleBytesLog2 = 4;
   // The marks as the offset of their shuffle.
-  const auto offset = static_cast<unsigned>(kFirst == 0 ? mask << kShuffleBytesLog2
-                                                        : mask >> (kFirst - kShuffleBytesLog2)) &
-                      0xFFU << kShuffleBytesLog2;
+  const std::uint32_t offset =
+      (kFirst == 0 ? mask << kShuffleBytesLog2 : mask >> (kFirst - kShuffleBytesLog2)) &
+      0xFFU << kShuffleBytesLog2;
   const auto* const shuffle =
       reinterpret_cast<const __m128i*>(kCompactions.shuffles.data() + offset);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
@@ -192,17 +192,21 @@ template <unsigned kFirst>
   return out + std::popcount(offset);
 }
 
-/// The same for sixteen levels, the quarter kQuarter of a block.
-template <unsigned kQuarter>
-[[gnu::always_inline]] inline std::uint16_t* PutQuarter(std::uint16_t* out,
-                                                        const std::int8_t* levels,
-                                                        std::uint64_t mask) {
-  constexpr unsigned kFirst = 16 * kQuarter;
-  const __m128i level = _mm_load_si128(reinterpret_cast<const __m128i*>(levels + kFirst));
-  const __m128i position =
-      _mm_load_si128(reinterpret_cast<const __m128i*>(kPositions.data() + kFirst));
-  out = PutMarked<kFirst>(out, _mm_unpacklo_epi8(level, position), mask);
-  return PutMarked<kFirst + 8>(out, _mm_unpackhi_epi8(level, position), mask);
+/// The same for half of a block's levels, by the half of its mask.
+template <std::size_t kHalf>
+[[gnu::always_inline]] inline std::uint16_t* PutHalf(std::uint16_t* out, const std::int8_t* levels,
+                                                     std::uint32_t mask) {
+  const auto at = [](const auto* bytes, std::size_t quarter) {
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(bytes) + 2 * kHalf + quarter);
+  };
+  const __m128i levels0 = at(levels, 0);
+  const __m128i levels1 = at(levels, 1);
+  const __m128i positions0 = at(kPositions.data(), 0);
+  const __m128i positions1 = at(kPositions.data(), 1);
+  out = PutMarked<0>(out, _mm_unpacklo_epi8(levels0, positions0), mask);
+  out = PutMarked<8>(out, _mm_unpackhi_epi8(levels0, positions0), mask);
+  out = PutMarked<16>(out, _mm_unpacklo_epi8(levels1, positions1), mask);
+  return PutMarked<24>(out, _mm_unpackhi_epi8(levels1, positions1), mask);
 }
 
 /// Fills the list of levels. Returns its length.
@@ -211,12 +215,11 @@ std::size_t Compact(const LevelBatch& batch, std::size_t blocks, CodeLists& list
   for (std::size_t block = 0; block < blocks; ++block) {
     lists.blocks[block] = static_cast<std::uint32_t>(out - lists.levels.data());
     const std::uint64_t mask = batch.masks[block] | kDcBit;
+    const auto upper = static_cast<std::uint32_t>(mask >> 32);
     const std::int8_t* const levels = batch.levels[block].data();
-    out = PutQuarter<0>(out, levels, mask);
-    out = PutQuarter<1>(out, levels, mask);
-    if (mask >> 32 != 0) {
-      out = PutQuarter<2>(out, levels, mask);
-      out = PutQuarter<3>(out, levels, mask);
+    out = PutHalf<0>(out, levels, static_cast<std::uint32_t>(mask));
+    if (upper != 0) {
+      out = PutHalf<1>(out, levels, upper);
     }
   }
   return static_cast<std::size_t>(out - lists.levels.data());
