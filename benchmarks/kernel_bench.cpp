@@ -35,6 +35,7 @@ constexpr int kColumns = 40;
 constexpr int kRows = SliceLanes::kLanes;
 constexpr int kWidth = 16 * kColumns;
 constexpr int kHeight = 16 * kRows;
+constexpr std::size_t kYuy2Pitch = std::size_t{kWidth} * 2;
 constexpr std::uint8_t kQuantiserCode = 2;  // of the codec's default quality
 /// As many as stay in the first cache together with their pixels.
 constexpr std::size_t kMacroblocks = 2 * LevelBatch::kMacroblocks;
@@ -74,7 +75,7 @@ Bytes DrawPicture() {
   for (std::size_t i = 0; i < pixels.size(); ++i) {
     random = random * 1664525 + 1013904223;
     const std::size_t x = i / 2 % kWidth;
-    const std::size_t y = i / (2 * kWidth);
+    const std::size_t y = i / kYuy2Pitch;
     pixels[i] =
         static_cast<std::uint8_t>(64 + x / 8 + y % 64 + (x / 3 + y) % 5 * 4 + (random >> 27));
   }
@@ -109,7 +110,7 @@ Stages MakeStages() {
   stages.frame = EncodePicture(stages.pixels);
   for (std::size_t i = 0; i < kMacroblocks; ++i) {
     plain.Input(ClientFormat::yuy2)(stages.samples[i].values.data(), &stages.pixels[i * 32],
-                                    kWidth * 2);
+                                    kYuy2Pitch);
   }
   stages.coefficients = stages.samples;
   for (std::size_t i = 0; i < kMacroblocks; ++i) {
@@ -241,18 +242,18 @@ class Bench {
     kernel(&output_[Offset(format, i)], record.values.data(), Pitch(format));
   }
 
-  KernelSet kernels_;
-  const Stages& stages_;
-  Records records_ = stages_.samples;
-  Levels levels_;
   Quantiser quantiser_{stream_format::kQScaleType, kQuantiserCode};
-  std::unique_ptr<LevelBatch> batch_ = std::make_unique<LevelBatch>();
-  std::unique_ptr<CodeLists> lists_ = std::make_unique<CodeLists>();
+  KernelSet kernels_;
   std::array<std::uint32_t, LevelBatch::kBlocks> dcCodes_ = [] {
     std::array<std::uint32_t, LevelBatch::kBlocks> codes;
     codes.fill(PackCode(0x5A5, 12));
     return codes;
   }();
+  const Stages& stages_;
+  Records records_ = stages_.samples;
+  Levels levels_;
+  std::unique_ptr<LevelBatch> batch_ = std::make_unique<LevelBatch>();
+  std::unique_ptr<CodeLists> lists_ = std::make_unique<CodeLists>();
   Bytes output_ = Bytes(stages_.pixels.size());
 };
 

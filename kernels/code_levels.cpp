@@ -169,8 +169,8 @@ constexpr Compactions kCompactions;
 
 alignas(16) constexpr auto kPositions = [] {
   std::array<std::uint8_t, LevelBatch::kLevels> positions = {};
-  for (std::uint8_t i = 0; i < positions.size(); ++i) {
-    positions[i] = i;
+  for (std::size_t i = 0; i < positions.size(); ++i) {
+    positions[i] = static_cast<std::uint8_t>(i);
   }
   return positions;
 }();
