@@ -138,6 +138,23 @@ TEST(PacketsOfLargeChunks, ComeInPiecesOfASecond) {
   EXPECT_EQ(joined, chunks[2].bytes);
 }
 
+TEST(PacketsOfLargeChunks, HaveAnIncompleteSampleOnce) {
+  // Without a sample size, the last sample of a chunk counts though it is not complete.
+  const TemporaryFile file(".avi");
+  AviHeaders headers = SampleHeaders(2);
+  headers.streams[1].SetField(StreamField::kSampleSize, 0);
+  const std::vector<SampleChunk> chunks = {{0, Bytes(10, 1), true},
+                                           {1, SampleBytes(4 * 50 + 3, 1), true}};
+  StoreSample(file, headers, chunks);
+  const AviReader reader(file.Name());
+  AviPackets first(reader, 1, {0, 50});
+  AviPackets rest(reader, 1, {50, UINT64_MAX});
+  Bytes joined = Load(first).bytes;
+  EXPECT_EQ(joined.size(), 4U * 50);
+  AppendBytes(joined, Load(rest).bytes);
+  EXPECT_EQ(joined, chunks[1].bytes);
+}
+
 TEST_F(Packets, ThatVanishAreTold) {
   AviPackets packets(*reader_, 1);
   PacketSource::Packet packet;

@@ -87,16 +87,16 @@ class Bits {
  private:
   /// The next bits, at least 57 of them, from the top down.
   std::uint64_t Window() const {
-    const std::span<const std::uint8_t> next =
-        bytes_.subspan(std::min(position_ / 8, bytes_.size()));
+    const std::size_t byte = position_ / 8;
     std::uint64_t window = 0;
-    if (next.size() >= sizeof(window)) {
+    if (byte + sizeof(window) <= bytes_.size()) {
+      const std::uint8_t* const next = bytes_.data() + byte;
       for (std::size_t i = 0; i < sizeof(window); ++i) {
         window = window << 8 | next[i];
       }
     } else {
-      for (std::size_t i = 0; i < sizeof(window); ++i) {
-        window = window << 8 | (i < next.size() ? next[i] : 0U);
+      for (std::size_t i = byte; i < byte + sizeof(window); ++i) {
+        window = window << 8 | (i < bytes_.size() ? bytes_[i] : 0U);
       }
     }
     return window << position_ % 8;

@@ -94,7 +94,7 @@ std::uint32_t AviPackets::PieceOf(std::uint32_t bytes) const {
         std::max<std::uint64_t>(ReadSoundFormat(headers_.format).blockBytes / unitBytes, 1);
     most = std::max(most / block, std::uint64_t{1}) * block;
   }
-  return bytes / unitBytes > most ? static_cast<std::uint32_t>(most * unitBytes) : bytes;
+  return headers_.UnitsOf(bytes) > most ? static_cast<std::uint32_t>(most * unitBytes) : bytes;
 }
 
 void AviPackets::Read(Packet& packet) {
