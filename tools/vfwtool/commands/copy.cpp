@@ -314,7 +314,7 @@ class PartFrames {
 void Run(const Arguments& arguments, const ToolStreams& streams) {
   const std::vector<std::string>& inputs = arguments.Operands();
   const std::string output = *arguments.Value(kAviOutputOption.name);
-  RequireAviOutput(output, inputs);
+  RequireAviOutput(output, arguments);
   if (const auto like = arguments.Value(kLikeOption.name)) {
     RequireDifferentFiles(*like, output);
   }

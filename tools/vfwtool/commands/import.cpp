@@ -56,7 +56,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   const std::string output = *arguments.Value(kAviOutputOption.name);
   const FourCc code = arguments.Code("--codec").value_or(kDefaultCodec);
   const std::optional<FrameRate> rate = arguments.Rate("--rate");
-  RequireAviOutput(output, arguments.Operands());
+  RequireAviOutput(output, arguments);
   if (!IsOwnCode(code)) {
     RefuseUsage("--codec takes QIVM or MMES, not '", FourCcText(code), "'");
   }

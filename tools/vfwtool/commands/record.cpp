@@ -75,7 +75,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   const auto quality = arguments.Number(kQualityOption.name, 0, kBestQuality);
   const std::optional<PixelFormat> format = arguments.Format("--format");
   const bool isSwapped = arguments.Has(kSwapFieldsOption.name);
-  RequireAviOutput(output, arguments.Operands());
+  RequireAviOutput(output, arguments);
 
   const Transfer transfer(arguments, streams);
   DamageLog log = MakeDamageLog(arguments, streams);

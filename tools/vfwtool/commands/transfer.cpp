@@ -267,12 +267,15 @@ CreatedClip CreateClip(const std::string& name, ClipKind kind, const ClipFormat&
   return clip;
 }
 
-void RequireAviOutput(const std::string& output, std::span<const std::string> inputs) {
+void RequireAviOutput(const std::string& output, const Arguments& arguments) {
   if (output == kStandardStream) {
     RefuseUsage("an AVI cannot be written to the standard output; name a file");
   }
-  for (const std::string& input : inputs) {
+  for (const std::string& input : arguments.Operands()) {
     RequireDifferentFiles(input, output);
+  }
+  if (const auto sound = arguments.Value(kSoundInputOption.name)) {
+    RequireDifferentFiles(*sound, output);
   }
 }
 
@@ -317,6 +320,9 @@ std::unique_ptr<WavTrack> CreateSound(const AviReader& reader, const Arguments& 
     return nullptr;
   }
   RequireDifferentFiles(reader.Name(), *file);
+  if (file == arguments.Value(kAviOutputOption.name)) {
+    RefuseUsage(*file, ": is the output as well");
+  }
   return std::make_unique<WavTrack>(*file, reader, chosen);
 }
 

@@ -142,8 +142,8 @@ CreatedClip CreateClip(const std::string& name, ClipKind kind, const ClipFormat&
                        AviCompanions companions, const ToolStreams& streams);
 
 /// Throws ToolError (kUsage) when the output is the standard output, which no AVI can go to, or is
-/// one of the inputs.
-void RequireAviOutput(const std::string& output, std::span<const std::string> inputs);
+/// one of the operands or the sound that goes into it.
+void RequireAviOutput(const std::string& output, const Arguments& arguments);
 
 /// Says on the error stream when a written AVI has more segments than all programs see.
 void RemarkOnSegments(const AviWriter& writer, const std::string& output,
