@@ -15,6 +15,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "decoder/header_parser.h"
@@ -373,9 +374,11 @@ void TimeWaking(benchmark::State& state, unsigned seats) {
       __builtin_ia32_pause();
     }
   };
-  Time(
-      state, 1, [&] { meeting.missing = meeting.crew.Seats(); },
-      [&] { meeting.crew.Run(1, kMeet, &meeting); });
+  const auto fallAsleep = [&meeting] {
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    meeting.missing = meeting.crew.Seats();
+  };
+  Time(state, 1, fallAsleep, [&] { meeting.crew.Run(1, kMeet, &meeting); });
 }
 
 }  // namespace
