@@ -100,11 +100,11 @@ class SliceLanes {
     return reinterpret_cast<LaneWord>(memory_[lane.memory].levels.data());
   }
 
+  std::array<Memory, kLanes> memory_;  // first, for it begins with a page
+  const LaneNodes nodes_;
+  std::array<Lane, kLanes> lanes_;
   const PictureParameters* parameters_ = nullptr;
   const std::uint8_t* last_ = nullptr;  ///< the last place that a whole window can be loaded from
-  std::array<Lane, kLanes> lanes_;
-  std::array<Memory, kLanes> memory_;
-  const LaneNodes nodes_;
 };
 
 }  // namespace qivm

@@ -185,7 +185,7 @@ bool Dequantise(MacroblockLevels levels, const Dequantiser& dequantiser, bool al
     for (std::size_t half = 0; half < 2; ++half) {
       for (std::uint32_t mask = NonZero(block.low, half); mask != 0; mask &= mask - 1) {
         const auto position = 32 * half + static_cast<std::size_t>(std::countr_zero(mask));
-        coefficients[places[position]] = block.low[position];
+        coefficients[places[position]] = static_cast<std::int16_t>(int{block.low[position]});
       }
     }
     if (dequantiser.fine) {
