@@ -78,7 +78,7 @@ void Fuzz(std::span<const std::uint8_t> bytes) {
   static const KernelTier machine = Processor::Current().tier;
   const KernelTier tier = std::min(kTiers[input.hash % kTiers.size()], machine);
   // Threads have to be started each time.
-  const std::uint64_t choice = input.hash >> 8 & 31;
+  const std::uint32_t choice = input.hash >> 8 & 31;
   const unsigned threads = choice < kThreadCounts.size() ? kThreadCounts[choice] : 1;
 
   const Results expected = DecodeAll(input, screen, {KernelTier::plain, 1});

@@ -39,7 +39,7 @@ struct FramesInput {
   std::size_t count = 1;
   std::array<Frame, kMaxFrames> frames;
   /// Of all bytes: decides what is tried of the things of which not all are tried with each input.
-  std::uint64_t hash = 0;
+  std::uint32_t hash = 0;
 };
 
 /// Reads an input. At its beginning stand the frames; at its end, last first: the format; columns
@@ -47,11 +47,11 @@ struct FramesInput {
 /// there are; for each whether it is shifted and, but for the last, two bytes of its length.
 inline FramesInput ReadFrames(std::span<const std::uint8_t> bytes) {
   FramesInput input;
-  input.hash = 0xCBF29CE484222325;
+  std::uint64_t hash = 0xCBF29CE484222325;
   for (const std::uint8_t byte : bytes) {
-    input.hash = (input.hash ^ byte) * 0x100000001B3;
+    hash = (hash ^ byte) * 0x100000001B3;
   }
-  input.hash ^= input.hash >> 32;
+  input.hash = static_cast<std::uint32_t>(hash ^ hash >> 32);
 
   const auto take = [&bytes] {
     unsigned byte = 0;
