@@ -348,7 +348,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
                         .height = static_cast<std::uint32_t>(std::abs(bitmap.height)),
                         .rate = first.Rate(),
                         .soundStreams = companions.CountSound()};
-  AviMuxer muxer(output, std::move(video), std::move(companions));
+  AviMuxer muxer(output, video, std::move(companions));
   PartFrames frames(parts, arguments.Has(kKeepGoingOption.name), log);
   transfer.Run({.read = [&] { return frames.Read(); },
                 .write = [&] { muxer.WriteFrame(frames.bytes, frames.isKeyFrame); },
