@@ -1,6 +1,7 @@
 #include "tests/robustness/instance_model.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "tests/driver/driver_module.h"
@@ -90,8 +91,9 @@ bool CompressorBegins(const BITMAPINFOHEADER& bitmap) {
 }
 
 bool DecompressorBegins(const BITMAPINFOHEADER& bitmap) {
-  constexpr double kLargestPicture = 0x7FFFFFFF;
-  return bitmap.biWidth > 0 && bitmap.biHeight > 0 && Pixels(bitmap) * 4 <= kLargestPicture;
+  constexpr auto kAddressable = static_cast<double>(PTRDIFF_MAX);
+  return bitmap.biWidth > 0 && bitmap.biHeight > 0 &&
+         Pixels(bitmap) * (bitmap.biBitCount / 8) <= kAddressable;
 }
 
 bool IsMuchMemory(const BITMAPINFOHEADER& bitmap) { return Pixels(bitmap) > 1024.0 * 1024.0; }
