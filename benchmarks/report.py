@@ -154,7 +154,7 @@ def _bars(results):
 def write_chart(results, path):
     """The headline as an SVG picture of horizontal bars."""
     groups = list(_bars(results))
-    left, width, bar, gap = 150, 480, 16, 30
+    left, width, bar, gap = 170, 480, 16, 30
     scale = width / max(speed for _, bars in groups for _, speed, _ in bars)
     y = gap
     parts = []
