@@ -189,6 +189,42 @@ TEST_F(Packets, SilenceFillsWhatIsMissingAtAJoin) {
   EXPECT_EQ(loaded.begins.back(), 51000U);
 }
 
+// Headers of a hostile file claim any moment, and any number of samples a second.
+TEST_F(Packets, SilenceHasAnEnd) {
+  constexpr std::uint64_t kMost = (std::uint64_t{1} << 32) / 4;
+  for (const std::uint64_t gap : {kMost, kMost + 1}) {
+    JoinedPackets joined;
+    joined.Add(std::make_unique<AviPackets>(*reader_, 1, AviPackets::Part{31000, UINT64_MAX}),
+               31000, 0);
+    joined.Add(std::make_unique<AviPackets>(*reader_, 1, AviPackets::Part{0, 10}), 0, 1000 + gap);
+    PacketSource::Packet packet;
+    joined.Read(packet);
+    if (gap == kMost) {
+      joined.Read(packet);
+      EXPECT_EQ(packet.bytes, Bytes(4 * 48000));
+    } else {
+      EXPECT_EQ(MessageOf(ExitCode::kInput, [&] { joined.Read(packet); }),
+                "the inputs: sound that lies 1073741825 samples apart cannot be joined");
+    }
+  }
+}
+
+TEST_F(Packets, SilenceComesInSmallPacketsWhateverASecondIs) {
+  AviHeaders headers = SampleHeaders(2);
+  headers.streams[1].SetField(StreamField::kScale, 1);
+  headers.streams[1].SetField(StreamField::kRate, 0xFFFFFFFF);
+  const TemporaryFile file(".avi");
+  StoreSample(file, headers, SampleChunks(1, 2));
+  const AviReader reader(file.Name());
+  JoinedPackets joined;
+  joined.Add(std::make_unique<AviPackets>(reader, 1), 0, 0);
+  joined.Add(std::make_unique<AviPackets>(reader, 1), 0, 10'000'000);
+  PacketSource::Packet packet;
+  joined.Read(packet);
+  joined.Read(packet);
+  EXPECT_EQ(packet.bytes, Bytes(std::size_t{1} << 20));
+}
+
 TEST_F(Packets, AStreamThatBeginsLateStaysLate) {
   JoinedPackets joined;
   joined.Add(std::make_unique<AviPackets>(*reader_, 2, AviPackets::Part{2, UINT64_MAX}), 2, 0);

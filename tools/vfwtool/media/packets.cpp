@@ -9,6 +9,12 @@
 namespace vfwtool {
 namespace {
 
+/// The longest silence that fills a gap, six hours of common sound. Headers can claim any moment
+/// and any rate; what lies further apart is no recording.
+constexpr std::uint64_t kMostSilence = std::uint64_t{1} << 32;
+/// The most of it at once, whatever the headers call a second.
+constexpr std::uint64_t kMostSilenceInPacket = std::uint64_t{1} << 20;
+
 /// The bytes of a unit of a stream whose chunks may be divided at any unit; 0 of any other.
 std::uint32_t DivisibleUnit(const AviStreamHeaders& headers) {
   if (!headers.IsSound()) {
@@ -140,7 +146,12 @@ void JoinedPackets::Read(Packet& packet) {
   const std::uint64_t begin = *NextBegin();
   if (IsGap()) {
     const SoundFormat format = ReadSoundFormat(headers_.format);
-    const std::uint64_t units = std::min(*NextOfParts() - begin, Second(headers_));
+    const std::uint64_t gap = *NextOfParts() - begin;
+    if (gap > kMostSilence / format.blockBytes) {
+      RefuseInput("the inputs", "sound that lies ", gap, " samples apart cannot be joined");
+    }
+    const std::uint64_t units =
+        std::min({gap, Second(headers_), kMostSilenceInPacket / format.blockBytes});
     // Samples of 8 bits have no sign.
     constexpr std::uint8_t kMiddle = 0x80;
     packet = {Bytes(static_cast<std::size_t>(units * format.blockBytes),

@@ -85,6 +85,7 @@ class JoinedPackets final : public PacketSource {
 
   const AviStreamHeaders& Headers() const override { return headers_; }
   std::optional<std::uint64_t> NextBegin() const override;
+  /// Throws ToolError (kInput) too where more silence is missing than any recording lacks.
   void Read(Packet& packet) override;
 
  private:
