@@ -62,7 +62,7 @@ FrameOutcome DecompressorContext::Decode(const DecompressFrame& frame, LineOrder
   }
   constexpr RowCrew::Work kDecodeRows = [](void* self, unsigned seat) {
     auto& context = *static_cast<DecompressorContext*>(self);
-    context.decoders_[seat]->DecodeRows(context.frame_, *context.converter_, context.crew_);
+    context.decoders_[seat]->DecodeRows(context.frame_, *context.converter_, context.crew_, seat);
   };
   auto finish = [&] { FinishFrame(*frame.outputFormat); };
   const bool sound = crew_.Run(DecodedRows(), kDecodeRows, this) && platform::RunGuarded(finish);

@@ -4,8 +4,8 @@
 
 namespace qivm {
 
-void RowDecoder::DecodeRows(const FrameRows& frame, const OutputConverter& converter,
-                            RowCrew& crew) {
+void RowDecoder::DecodeRows(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
+                            unsigned seat) {
   lanes_.Attach(frame.bytes, frame.parameters);
   if (interrupted_) {
     lanes_.Clear();
@@ -17,16 +17,16 @@ void RowDecoder::DecodeRows(const FrameRows& frame, const OutputConverter& conve
       DecodeAlone(frame, converter, row);
     }
   }
-  DecodeClaimed(frame, converter, crew);
+  DecodeClaimed(frame, converter, crew, seat);
   interrupted_ = false;
 }
 
 /// The next row that has a slice and a place in the bitmap.
-int RowDecoder::ClaimShown(const FrameRows& frame, const OutputConverter& converter,
-                           RowCrew& crew) {
-  int row = crew.ClaimRow();
+int RowDecoder::ClaimShown(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
+                           unsigned seat) {
+  int row = crew.ClaimRow(seat);
   while (row != kNoRow && !(frame.index.Has(row) && converter.Shows(row))) {
-    row = crew.ClaimRow();
+    row = crew.ClaimRow(seat);
   }
   return row;
 }
@@ -47,10 +47,10 @@ void RowDecoder::DecodeAlone(const FrameRows& frame, const OutputConverter& conv
 }
 
 void RowDecoder::DecodeClaimed(const FrameRows& frame, const OutputConverter& converter,
-                               RowCrew& crew) {
+                               RowCrew& crew, unsigned seat) {
   std::size_t lanes = 0;
   while (lanes < frame.lanes) {
-    const int row = ClaimShown(frame, converter, crew);
+    const int row = ClaimShown(frame, converter, crew, seat);
     if (row == kNoRow) {
       break;
     }
@@ -67,7 +67,7 @@ void RowDecoder::DecodeClaimed(const FrameRows& frame, const OutputConverter& co
         continue;
       }
       places_[lane].row = kNoRow;
-      const int row = ClaimShown(frame, converter, crew);
+      const int row = ClaimShown(frame, converter, crew, seat);
       if (row != kNoRow) {
         Start(lane, frame, row);
       } else {

@@ -32,16 +32,19 @@ class RowDecoder : public HeapObject {
   /// Decodes rows until the crew has none left. A call that a fault has ended is repeated: the rows
   /// that were being decoded are then decoded once more, each alone, so that it is the same rows
   /// and macroblocks that a fault keeps from the bitmap, whoever decodes them.
-  void DecodeRows(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew);
+  void DecodeRows(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
+                  unsigned seat);
 
  private:
   static constexpr int kNoRow = RowCrew::kNoRow;
 
   void DecodeAlone(const FrameRows& frame, const OutputConverter& converter, int row);
-  void DecodeClaimed(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew);
+  void DecodeClaimed(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
+                     unsigned seat);
   void Start(std::size_t lane, const FrameRows& frame, int row);
   bool FinishMacroblock(std::size_t lane, const FrameRows& frame, const OutputConverter& converter);
-  static int ClaimShown(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew);
+  static int ClaimShown(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
+                        unsigned seat);
 
   DequantiseKernel dequantise_;
   MacroblockKernel idct_;

@@ -100,6 +100,7 @@ FrameOutcome CompressorContext::Encode(const CompressFrame& frame, LineOrder ord
     if (FrameBytes() <= room) {
       break;
     }
+    // No picture gets as far: at the coarsest code a block takes less than half of its share.
     if (code == kCoarsestQuantiserCode) {
       return FrameOutcome::doesNotFit;
     }
@@ -122,9 +123,9 @@ bool CompressorContext::EncodeRows(std::uint8_t quantiserScaleCode) {
 }
 
 void CompressorContext::EncodeRowsAt(unsigned seat) {
-  for (int row = crew_.ClaimRow(); row != RowCrew::kNoRow; row = crew_.ClaimRow()) {
-    sliceBytes_[static_cast<std::size_t>(row)] =
-        encoders_[seat]->EncodeRow(*converter_, row, columns_, quantiser_, Slot(row));
+  for (int row = crew_.ClaimRow(seat); row != RowCrew::kNoRow; row = crew_.ClaimRow(seat)) {
+    sliceBytes_[static_cast<std::size_t>(row)] = encoders_[seat]->EncodeRow(
+        *converter_, row, RowCrew::StepOf(seat), columns_, quantiser_, Slot(row));
   }
 }
 
@@ -168,14 +169,15 @@ bool CompressorContext::Join(std::uint8_t* output) const {
 }
 
 void CompressorContext::FinishFrame(const CompressFrame& frame, std::size_t size) {
+  // First, for its address may lead nowhere: the header then stays as it was.
+  if (frame.flags != nullptr) {
+    *frame.flags |= kKeyFrame;
+  }
   BitmapInfoHeader& header = *frame.outputFormat;
   header.biSizeImage = static_cast<std::uint32_t>(size);
   header.biPlanes = 1;
   header.biClrUsed = 0;
   header.biClrImportant = 0;
-  if (frame.flags != nullptr) {
-    *frame.flags |= kKeyFrame;
-  }
 }
 
 }  // namespace qivm

@@ -54,7 +54,7 @@ std::size_t FinishSlice(std::uint8_t* begin, const BitTail& tail) {
 
 }  // namespace
 
-std::size_t RowEncoder::EncodeRow(const InputConverter& converter, int row, int columns,
+std::size_t RowEncoder::EncodeRow(const InputConverter& converter, int row, int step, int columns,
                                   const FrameQuantiser& quantiser, std::span<std::uint8_t> output) {
   dcPredictor_.fill(stream_format::kDcReset);
   record_.row = static_cast<std::int16_t>(row);
@@ -62,21 +62,21 @@ std::size_t RowEncoder::EncodeRow(const InputConverter& converter, int row, int 
   for (int column = 0; column < columns;) {
     const auto macroblocks =
         std::min<std::size_t>(LevelBatch::kMacroblocks, static_cast<unsigned>(columns - column));
-    FillBatch(converter, column, columns, macroblocks, quantiser.factors);
+    FillBatch(converter, column, step, columns, macroblocks, quantiser.factors);
     codeLevels_(batch_, CodeDc(macroblocks, column == 0), lists_, tail);
     column += static_cast<int>(macroblocks);
   }
   return FinishSlice(output.data(), tail);
 }
 
-void RowEncoder::FillBatch(const InputConverter& converter, int firstColumn, int columns,
+void RowEncoder::FillBatch(const InputConverter& converter, int firstColumn, int step, int columns,
                            std::size_t macroblocks, const Quantiser& quantiser) {
   batch_.largeCount = 0;
   for (std::size_t i = 0; i < macroblocks; ++i) {
     const int column = firstColumn + static_cast<int>(i);
     const int ahead = column + kPrefetchDistance;
     converter.Prefetch(ahead < columns ? ahead : ahead - columns,
-                       ahead < columns ? record_.row : record_.row + 1);
+                       ahead < columns ? record_.row : record_.row + step);
     record_.column = static_cast<std::int16_t>(column);
     converter.ConvertMacroblock(record_);
     fdct_(record_);

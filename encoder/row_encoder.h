@@ -40,15 +40,16 @@ class RowEncoder : public HeapObject {
       : fdct_(kernels.fdct), quantise_(kernels.quantise), codeLevels_(kernels.codeLevels) {}
 
   /// Writes the slice of a row of `columns` macroblocks, a multiple of 4 bytes, to the beginning of
-  /// `output`, which has room for the largest. Returns its size.
-  std::size_t EncodeRow(const InputConverter& converter, int row, int columns,
+  /// `output`, which has room for the largest. Returns its size. The next row to be coded is likely
+  /// to be `row` + `step`.
+  std::size_t EncodeRow(const InputConverter& converter, int row, int step, int columns,
                         const FrameQuantiser& quantiser, std::span<std::uint8_t> output);
 
  private:
   /// Macroblocks between the one that is fetched and the one whose pixels are asked for.
   static constexpr int kPrefetchDistance = 8;
 
-  void FillBatch(const InputConverter& converter, int firstColumn, int columns,
+  void FillBatch(const InputConverter& converter, int firstColumn, int step, int columns,
                  std::size_t macroblocks, const Quantiser& quantiser);
   std::span<const std::uint32_t> CodeDc(std::size_t macroblocks, bool beginsSlice);
 

@@ -39,9 +39,8 @@ bool RunGuarded(Function& function) noexcept {
 /// a guard.
 [[noreturn]] void RaiseFault() noexcept;
 
-/// An auto-reset event, not signalled at first. Where the system lets threads wait on a word of
-/// memory, setting an event that nobody waits for, and waiting for one that is set, are no calls of
-/// the system.
+/// An auto-reset event for one waiting thread, not set at first. Setting an event that nobody waits
+/// for, and waiting for one that is set, are no calls of the system.
 class Event {
  public:
   Event() = default;
@@ -57,7 +56,16 @@ class Event {
   void Wait() noexcept;
 
  private:
-  std::atomic<std::uint32_t> isSet_ = 0;
+  static constexpr std::uint32_t kUnset = 0;
+  static constexpr std::uint32_t kSet = 1;
+  static constexpr std::uint32_t kWaitedFor = 2;  ///< not set, and a thread sleeps or is about to
+
+  /// Sleeps while the state is kWaitedFor. May return earlier.
+  void Sleep() noexcept;
+  /// Wakes the thread that sleeps, or is about to.
+  void Wake() noexcept;
+
+  std::atomic<std::uint32_t> state_ = kUnset;
   // Of the system's own event, where there is no waiting on memory.
   [[maybe_unused]] void* handle_ = nullptr;
 };

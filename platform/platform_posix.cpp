@@ -46,7 +46,7 @@ void InstallFaultHandler() {
   static_cast<void>(kInstalled);
 }
 
-/// Waits while the word is zero, or wakes one thread that waits on it.
+/// Waits while the word has a value, or wakes as many threads that wait on it.
 void Futex(std::atomic<std::uint32_t>& word, int operation, std::uint32_t value) {
   syscall(SYS_futex, &word, operation | FUTEX_PRIVATE_FLAG, value, nullptr, nullptr, 0);
 }
@@ -104,22 +104,15 @@ void RaiseFault() noexcept {
 }
 
 bool Event::Create() noexcept {
-  isSet_ = 0;
+  state_ = kUnset;
   return !Fails(Operation::createEvent);
 }
 
 void Event::Close() noexcept {}
 
-void Event::Set() noexcept {
-  isSet_.store(1, std::memory_order_release);
-  Futex(isSet_, FUTEX_WAKE, 1);
-}
+void Event::Sleep() noexcept { Futex(state_, FUTEX_WAIT, kWaitedFor); }
 
-void Event::Wait() noexcept {
-  while (isSet_.exchange(0, std::memory_order_acquire) == 0) {
-    Futex(isSet_, FUTEX_WAIT, 0);
-  }
-}
+void Event::Wake() noexcept { Futex(state_, FUTEX_WAKE, 1); }
 
 bool Thread::Start(Body body, void* argument) noexcept {
   if (Fails(Operation::startThread)) {

@@ -17,7 +17,7 @@ namespace {
 
 HANDLE g_privateHeap = nullptr;
 
-// Waiting on memory: Windows 8 and later have it, in a library that earlier ones lack.
+// Waiting on memory: functions of Windows 8 and later.
 using WaitOnAddressFunction = BOOL(WINAPI*)(volatile void* address, void* compare, SIZE_T size,
                                             DWORD milliseconds);
 using WakeByAddressSingleFunction = void(WINAPI*)(void* address);
@@ -109,7 +109,7 @@ void RaiseFault() noexcept {
 
 bool Event::Create() noexcept {
   Close();
-  isSet_ = 0;
+  state_ = kUnset;
   if (FindAddressWaits()) {
     return true;
   }
@@ -124,23 +124,20 @@ void Event::Close() noexcept {
   }
 }
 
-void Event::Set() noexcept {
-  if (handle_ != nullptr) {
-    SetEvent(handle_);
-    return;
-  }
-  isSet_.store(1, std::memory_order_release);
-  g_wakeByAddressSingle.load(std::memory_order_relaxed)(&isSet_);
-}
-
-void Event::Wait() noexcept {
+void Event::Sleep() noexcept {
   if (handle_ != nullptr) {
     WaitForSingleObject(handle_, INFINITE);
     return;
   }
-  std::uint32_t notSet = 0;
-  while (isSet_.exchange(0, std::memory_order_acquire) == 0) {
-    g_waitOnAddress.load(std::memory_order_relaxed)(&isSet_, &notSet, sizeof(notSet), INFINITE);
+  std::uint32_t waitedFor = kWaitedFor;
+  g_waitOnAddress.load(std::memory_order_relaxed)(&state_, &waitedFor, sizeof(waitedFor), INFINITE);
+}
+
+void Event::Wake() noexcept {
+  if (handle_ != nullptr) {
+    SetEvent(handle_);
+  } else {
+    g_wakeByAddressSingle.load(std::memory_order_relaxed)(&state_);
   }
 }
 

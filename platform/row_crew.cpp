@@ -59,7 +59,7 @@ bool RowCrew::Run(int rows, Work work, void* context) noexcept {
   work_ = work;
   context_ = context;
   rows_ = rows;
-  nextRow_.store(0, std::memory_order_relaxed);
+  claims_.store(0, std::memory_order_relaxed);
   faulted_.store(false, std::memory_order_relaxed);
   if (seats_ > 1) {
     PassOnPriority();
@@ -101,8 +101,8 @@ void RowCrew::Leave() noexcept {
 void RowCrew::WakeFrom(unsigned seat) noexcept {
   // Each thread wakes two more, so that the last one is awake after as many steps as the number of
   // threads has bits.
-  for (unsigned woken = 2 * seat + 1;
-       woken <= 2 * seat + 2 && woken < seats_ && nextRow_.load(std::memory_order_relaxed) < rows_;
+  for (unsigned woken = 2 * seat + 1; woken <= 2 * seat + 2 && woken < seats_ &&
+                                      Count(claims_.load(std::memory_order_relaxed)) < rows_;
        ++woken) {
     helpers_[woken - 1]->start.Set();
   }

@@ -35,19 +35,29 @@ class RowCrew {
   /// Threads that work on a frame, the calling one among them.
   unsigned Seats() const { return seats_; }
 
-  /// Has every row from 0 to `rows` - 1 claimed by a seat's work and waits until nobody works any
-  /// more. A fault ends the work on what a seat has claimed; all other rows are worked on as if it
-  /// had not been. False when there was one.
+  /// Has every row from 0 to `rows` - 1 (below 65536) claimed by a seat's work and waits until
+  /// nobody works any more. A fault ends the work on what a seat has claimed; all other rows are
+  /// worked on as if it had not been. False when there was one.
   bool Run(int rows, Work work, void* context) noexcept;
 
-  /// For the work alone: the next row that nobody has claimed yet, or kNoRow.
-  int ClaimRow() noexcept {
+  /// For the work at a seat alone: the next row that nobody has claimed yet, or kNoRow. Half of the
+  /// seats claim from the first row on, the others from the last one back: two threads then get
+  /// nearly the same rows in every frame and find those rows' memory in their own caches.
+  int ClaimRow(unsigned seat) noexcept {
+    const bool fromLast = seat % 2 != 0;
+    std::uint32_t claims = claims_.load(std::memory_order_relaxed);
     // Read first, so that threads that ask again and again cannot count the rows around.
-    const int row = nextRow_.load(std::memory_order_relaxed) < rows_
-                        ? nextRow_.fetch_add(1, std::memory_order_relaxed)
-                        : rows_;
-    return row < rows_ ? row : kNoRow;
+    if (Count(claims) < rows_) {
+      claims = claims_.fetch_add(fromLast ? kClaimFromLast : 1, std::memory_order_relaxed);
+    }
+    if (Count(claims) >= rows_) {
+      return kNoRow;
+    }
+    return fromLast ? rows_ - 1 - static_cast<int>(claims / kClaimFromLast)
+                    : static_cast<int>(claims % kClaimFromLast);
   }
+  /// From a row that the seat has claimed to the one that it is likely to claim next.
+  static constexpr int StepOf(unsigned seat) { return seat % 2 != 0 ? -1 : 1; }
 
   /// Asks the helpers to leave, waits for them and frees everything.
   void Stop() noexcept;
@@ -62,6 +72,12 @@ class RowCrew {
   };
 
   static constexpr std::uint32_t kOpen = 0x80000000;
+  static constexpr std::uint32_t kClaimFromLast = 0x10000;
+
+  /// Rows that are claimed, from either end.
+  static int Count(std::uint32_t claims) {
+    return static_cast<int>(claims % kClaimFromLast + claims / kClaimFromLast);
+  }
 
   static unsigned HelperBody(void* helper);
   bool StartHelper(unsigned seat) noexcept;
@@ -79,7 +95,7 @@ class RowCrew {
   Work work_ = nullptr;
   void* context_ = nullptr;
   int rows_ = 0;
-  std::atomic<int> nextRow_ = 0;
+  std::atomic<std::uint32_t> claims_ = 0;  // from the first row on, and kClaimFromLast each
   std::atomic<bool> faulted_ = false;
   /// Whether helpers may still enter the frame, and how many are inside. One that wakes up late
   /// finds the frame closed, and nobody has waited for it.

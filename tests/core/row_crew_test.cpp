@@ -37,7 +37,7 @@ class Rows {
 
  private:
   void WorkAt(unsigned seat) {
-    for (int row = crew_.ClaimRow(); row != RowCrew::kNoRow; row = crew_.ClaimRow()) {
+    for (int row = crew_.ClaimRow(seat); row != RowCrew::kNoRow; row = crew_.ClaimRow(seat)) {
       ++inside;
       seats |= 1U << seat;
       ++runs_[static_cast<std::size_t>(row)];
@@ -130,9 +130,9 @@ TEST(RowCrew, HelpersTakePart) {
     RowCrew& crew;
     std::atomic<int> arrived = 0;
   } meeting{crew};
-  constexpr RowCrew::Work kWork = [](void* context, unsigned /*seat*/) {
+  constexpr RowCrew::Work kWork = [](void* context, unsigned seat) {
     auto& here = *static_cast<Meeting*>(context);
-    while (here.crew.ClaimRow() != RowCrew::kNoRow) {
+    while (here.crew.ClaimRow(seat) != RowCrew::kNoRow) {
       ++here.arrived;
       while (here.arrived < 3) {
         std::this_thread::yield();

@@ -40,7 +40,7 @@ class Rows {
     converter_.SetBuffer(bitmap.data());
     constexpr RowCrew::Work kDecodeRows = [](void* self, unsigned seat) {
       auto& rows = *static_cast<Rows*>(self);
-      rows.decoders_[seat]->DecodeRows(rows.frame_, rows.converter_, rows.crew_);
+      rows.decoders_[seat]->DecodeRows(rows.frame_, rows.converter_, rows.crew_, seat);
     };
     sound = crew_.Run(frame_.parameters.MbRows(), kDecodeRows, this);
     return bitmap;

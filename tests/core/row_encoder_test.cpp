@@ -27,7 +27,7 @@ class RowEncoderTest : public TierTest {
     std::vector<Bytes> slices;
     for (int row = 0; row < height / 16; ++row) {
       const std::size_t size =
-          encoder->EncodeRow(converter, row, width / 16, FrameQuantiser(code), output.Bytes());
+          encoder->EncodeRow(converter, row, 1, width / 16, FrameQuantiser(code), output.Bytes());
       const auto slice = output.Bytes().first(size);
       slices.emplace_back(slice.begin(), slice.end());
     }
