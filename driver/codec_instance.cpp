@@ -160,9 +160,16 @@ LRESULT CodecInstance::Compress(const ICCOMPRESS* request, LPARAM size) {
     return ICERR_ERROR;
   }
   // The guard here is for what the host passes; the context has its own around each thread's work.
-  auto outcome = FrameOutcome::faulted;
-  auto compress = [&] { outcome = CompressFrameOf(*request); };
-  if (platform::RunGuarded(compress) && outcome == FrameOutcome::done) {
+  auto outcome = FrameOutcome::refused;
+  auto compress = [&] {
+    if (request != nullptr) {
+      outcome = CompressFrameOf(*request);
+    }
+  };
+  if (!platform::RunGuarded(compress)) {
+    outcome = FrameOutcome::faulted;
+  }
+  if (outcome == FrameOutcome::done) {
     ClearMmxState();
   } else {
     platform::DebugText("MPEG2Codec (Compress)");
@@ -217,9 +224,11 @@ LRESULT CodecInstance::Decompress(const ICDECOMPRESS* request, LPARAM size) {
   if (decompressor_ == nullptr) {
     return ICERR_ERROR;
   }
-  auto outcome = FrameOutcome::faulted;
-  auto decompress = [&] { outcome = DecompressFrameOf(*request); };
-  if (platform::RunGuarded(decompress) && outcome == FrameOutcome::done) {
+  bool decoded = false;
+  auto decompress = [&] {
+    decoded = request != nullptr && DecompressFrameOf(*request) == FrameOutcome::done;
+  };
+  if (platform::RunGuarded(decompress) && decoded) {
     ClearMmxState();
   }
   return ICERR_OK;

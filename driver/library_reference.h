@@ -4,7 +4,7 @@
 
 namespace qivm {
 
-/// Keeps this library loaded while it is held. A worker thread sleeps inside the library's code: a
+/// Keeps this library loaded while it is held. A helper thread sleeps inside the library's code: a
 /// host that unloads the library without ending its contexts would pull that code from under it.
 /// Such a library then stays until the process ends. Only a call of the host's, who has it loaded,
 /// lets a reference go, so it is never the last one.

@@ -164,13 +164,11 @@ TEST_P(FrameFaultTest, CompressWithBadPointers) {
     call->request.lpbiOutput = static_cast<BITMAPINFOHEADER*>(pointer);
     ExpectNotCompressed(*call, texts);
     EXPECT_EQ(instance_.Send(ICM_COMPRESS, pointer, sizeof(ICCOMPRESS)), ICERR_OK);
-    EXPECT_EQ(texts_.Take(), kCompressFaultTexts);
+    EXPECT_EQ(texts_.Take(), texts);
   }
-  // The flags are the last to be written.
   call = make();
   call->request.lpdwFlags = reinterpret_cast<DWORD*>(bad);
-  EXPECT_EQ(call->Send(instance_), ICERR_OK);
-  EXPECT_EQ(texts_.Take(), kCompressFaultTexts);
+  ExpectNotCompressed(*call, kCompressFaultTexts);
   ExpectCompresses();
 }
 
