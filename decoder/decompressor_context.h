@@ -39,8 +39,8 @@ class DecompressorContext : public HeapObject {
   bool Begin(const BitmapInfoHeader& outputFormat, const Processor& processor);
 
   /// Decodes one frame into its bitmap. What the frame has no slice for, and the bitmap of a frame
-  /// whose headers end early, stays as it was. Allocates nothing; when it returns, nothing of the
-  /// codec touches the host's buffers.
+  /// that ends within its headers, stays as it was. Allocates nothing; when it returns, nothing of
+  /// the codec touches the host's buffers.
   FrameOutcome DecodeFrame(const DecompressFrame& frame);
 
   /// As DecodeFrame with the picture moved down by one line, the last line on top: this exchanges

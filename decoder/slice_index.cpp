@@ -7,8 +7,8 @@ namespace qivm {
 std::span<const std::uint8_t> SliceIndex::Find(std::span<const std::uint8_t> frame,
                                                std::size_t offset, int rows,
                                                StartCodeKernel findStartCode) {
-  constexpr std::size_t kPrefixBytes = 3;
-  constexpr std::size_t kStartCodeBytes = kPrefixBytes + 1;
+  using mpeg2::kStartCodeBytes;
+  constexpr std::size_t kPrefixBytes = kStartCodeBytes - 1;
   slices_.fill({});
   found_ = 0;
   const std::uint8_t* const end = frame.data() + frame.size();

@@ -33,7 +33,8 @@ struct CompressFrame {
 /// All that compressing a stream needs from begin to end. Calls come from one thread at a time;
 /// inside a frame a crew of threads shares the rows. The bytes of a frame do not depend on how many
 /// they are: what a machine with several processors writes differs from what one with a single
-/// processor does by the zero bytes before the middle slice alone.
+/// processor does by the zero bytes before the middle slice alone (before the end code, where there
+/// is one slice).
 class CompressorContext : public HeapObject {
  public:
   static constexpr std::uint32_t kKeyFrame = 0x10;  // AVIIF_KEYFRAME of the Windows headers

@@ -40,10 +40,11 @@ void ClientBitmap::SetBuffer(void* pixels, LineOrder order) {
 
 template <typename Copy>
 void ClientBitmap::ForEachLine(int column, int row, Copy copy) const {
-  const auto bytes = static_cast<std::size_t>(kMacroblockSize * bytesPerPixel_);
-  const std::ptrdiff_t x = std::ptrdiff_t{column} * kMacroblockSize * bytesPerPixel_;
-  for (std::ptrdiff_t line = 0; line < kMacroblockSize; ++line) {
-    const std::ptrdiff_t y = (std::ptrdiff_t{row} * kMacroblockSize + line + shift_) % height_;
+  const auto bytes = static_cast<std::size_t>(mpeg2::kMacroblockSize * bytesPerPixel_);
+  const std::ptrdiff_t x = std::ptrdiff_t{column} * mpeg2::kMacroblockSize * bytesPerPixel_;
+  for (std::ptrdiff_t line = 0; line < mpeg2::kMacroblockSize; ++line) {
+    const std::ptrdiff_t y =
+        (std::ptrdiff_t{row} * mpeg2::kMacroblockSize + line + shift_) % height_;
     copy(base_ + y * RowStep() + x, static_cast<std::size_t>(line * Tile::kRowBytes), bytes);
   }
 }
@@ -58,7 +59,7 @@ void ClientBitmap::Prefetch(int column, int row) const {
   }
   // Neighbours have the rest of a macroblock that takes more than one cache line.
   const std::uint8_t* line = MacroblockAddress(column, row);
-  for (int y = 0; y < kMacroblockSize; ++y) {
+  for (int y = 0; y < mpeg2::kMacroblockSize; ++y) {
     _mm_prefetch(reinterpret_cast<const char*>(line), _MM_HINT_T0);
     line += RowStep();
   }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "kernels/client_format.h"
+#include "mpeg2/start_codes.h"
 
 namespace qivm {
 
@@ -16,12 +17,10 @@ enum class LineOrder : std::uint8_t { plain, shifted };
 /// the last in memory), the packed YUV ones top-down; rows follow each other without padding.
 class ClientBitmap {
  public:
-  static constexpr int kMacroblockSize = 16;
-
   /// The pixels of one macroblock, line after line.
   struct Tile {
     static constexpr std::ptrdiff_t kRowBytes = 64;  // in the widest format
-    alignas(64) std::array<std::uint8_t, kMacroblockSize * kRowBytes> bytes;
+    alignas(64) std::array<std::uint8_t, mpeg2::kMacroblockSize * kRowBytes> bytes;
   };
 
   /// Takes the bitmap's size from its header. False for a size of zero or below, or one whose
@@ -41,15 +40,16 @@ class ClientBitmap {
   /// Whether the macroblock lies inside the bitmap with all its 16x16 pixels.
   bool Contains(int column, int row) const {
     return base_ != nullptr && column >= 0 && row >= 0 &&
-           (column + 1) * kMacroblockSize <= width_ && (row + 1) * kMacroblockSize <= height_;
+           (column + 1) * mpeg2::kMacroblockSize <= width_ &&
+           (row + 1) * mpeg2::kMacroblockSize <= height_;
   }
   /// The top left pixel of a macroblock inside the bitmap.
   std::uint8_t* MacroblockAddress(int column, int row) const {
-    return base_ + (std::ptrdiff_t{row} * kMacroblockSize + shift_) * RowStep() +
-           std::ptrdiff_t{column} * kMacroblockSize * bytesPerPixel_;
+    return base_ + (std::ptrdiff_t{row} * mpeg2::kMacroblockSize + shift_) * RowStep() +
+           std::ptrdiff_t{column} * mpeg2::kMacroblockSize * bytesPerPixel_;
   }
   /// Whether the last line of a macroblock row lies on top of the bitmap and not below the others.
-  bool Wraps(int row) const { return shift_ != 0 && (row + 1) * kMacroblockSize == height_; }
+  bool Wraps(int row) const { return shift_ != 0 && (row + 1) * mpeg2::kMacroblockSize == height_; }
 
   /// Has the pixels of a macroblock brought nearer to the processor when it lies inside the bitmap.
   /// One after another, so that the memory always has some to bring but never more than it takes.

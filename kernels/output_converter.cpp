@@ -16,7 +16,7 @@ bool OutputConverter::Init(const BitmapInfoHeader& clientFormat,
   if (sequence == nullptr) {
     return true;
   }
-  if (clientFormat.biWidth / ClientBitmap::kMacroblockSize != sequence->MbPerRow() ||
+  if (clientFormat.biWidth / mpeg2::kMacroblockSize != sequence->MbPerRow() ||
       sequence->chromaFormat < mpeg2::kChroma420 || sequence->chromaFormat > mpeg2::kChroma444) {
     return false;
   }
