@@ -72,6 +72,22 @@ TEST_P(DecompressorContextTest, FrameWithoutSlicesLeavesTheBitmapAlone) {
   ExpectUntouched(StreamOf(picture), ClientFormat::yuy2, 48, 48);
 }
 
+// Matrices that a stream brings along are passed over: all levels are scaled by the default one.
+TEST_P(DecompressorContextTest, LoadedQuantiserMatricesHaveNoEffect) {
+  ModelPicture picture = FlatPicture(3, 3);
+  for (ModelMacroblock& macroblock : picture.slices[2].macroblocks) {
+    for (std::size_t i = 1; i < 64; ++i) {
+      macroblock.blocks[i % 8][i] = 9;
+    }
+  }
+  const Bytes expected = Expected(picture, ClientFormat::yuy2, 48, 48);
+  Decompressor decompressor(ClientFormat::yuy2, 48, 48, Here());
+  for (const unsigned flags : {0U, 1U, 2U, 3U}) {
+    picture.matrixFlags = flags;
+    EXPECT_TRUE(decompressor.Decode(StreamOf(picture)) == expected) << flags;
+  }
+}
+
 TEST_P(DecompressorContextTest, OnlyPicturesIn422AreDrawn) {
   for (const int chromaFormat : {1, 3}) {
     ModelPicture picture = FlatPicture(3, 3);

@@ -88,12 +88,15 @@ OutputKernelPair KernelsOf(KernelTier tier, ClientFormat format) {
 
 class OutputKernelsTest : public testing::TestWithParam<OutputCase> {
  protected:
-  void ExpectReference(const Samples& samples) const {
+  void ExpectReference(const Samples& samples) const { ExpectReference(samples, samples); }
+
+  /// What becomes of some samples is what the reference makes of others.
+  void ExpectReference(const Samples& samples, const Samples& others) const {
     Target mine(GetParam().format);
     Target expected(GetParam().format);
     const OutputKernelPair kernels = KernelsOf(GetParam().tier, GetParam().format);
     mine.Write(GetParam().frameDct ? kernels.frameDct : kernels.fieldDct, samples);
-    expected.WriteReference(samples, GetParam().frameDct);
+    expected.WriteReference(others, GetParam().frameDct);
     ASSERT_EQ(mine.Contents(), expected.Contents());
   }
 };
@@ -130,6 +133,18 @@ TEST_P(OutputKernelsTest, JustOutsideTheByteRange) {
       sample = static_cast<std::int16_t>(random.Between(-300, 600));
     }
     ExpectReference(samples);
+  }
+}
+
+// Without a difference of colour, RGB comes out as if the luminance had been a byte too.
+TEST_P(OutputKernelsTest, GreyBeyondBlackAndWhite) {
+  for (const auto& [luma, nearest] : {std::pair{300, 255}, std::pair{-5, 0}}) {
+    Samples samples = {};
+    samples.fill(128);
+    std::fill_n(samples.begin(), 4 * 64, static_cast<std::int16_t>(luma));
+    Samples others = samples;
+    std::fill_n(others.begin(), 4 * 64, static_cast<std::int16_t>(nearest));
+    ExpectReference(samples, others);
   }
 }
 

@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <limits>
 
+#include "encoder/quality.h"
+#include "encoder/stream_format.h"
+#include "mpeg2/quantiser.h"
+#include "mpeg2/vlc.h"
 #include "tests/core/codec_runs.h"
 #include "tests/support/model_codec.h"
 
@@ -94,6 +99,44 @@ TEST_P(OversizeFramesTest, FirstCodeThatFitsIsTaken) {
   }
   EXPECT_TRUE(used[1]);
   EXPECT_GE(std::count(used.begin(), used.end(), true), 3);
+}
+
+/// Bits of a run and a level but 0, the sign's among them.
+double BitsOf(int run, int level) {
+  const auto* const code = std::ranges::find_if(
+      mpeg2::kRunLevelCodes,
+      [&](const mpeg2::RunLevelCode& entry) { return entry.run == run && entry.level == level; });
+  return code == mpeg2::kRunLevelCodes.end() ? mpeg2::kEscapeTotalBits : code->code.length + 1;
+}
+
+// A block has 63 places for runs and levels, and as much energy as 64 samples of 0 and 255 can
+// have. What a code takes is at most `place` bits for each place it uses and `energy` bits for the
+// energy it needs: then no block takes more than that for all places and all energy.
+TEST(LargestFrameTest, FitsAtTheCoarsestCodeWhateverThePicture) {
+  const double scale = mpeg2::kQuantiserScale[stream_format::kQScaleType][kCoarsestQuantiserCode];
+  const double leastCoefficient =
+      *std::min_element(mpeg2::kDefaultIntraMatrix.begin() + 1, mpeg2::kDefaultIntraMatrix.end()) *
+      scale / 16;
+  // Half of the samples black, half white, and the transform's rounding.
+  constexpr double kEnergy = (8 * 127.5 + 8) * (8 * 127.5 + 8);
+  const int largestLevel = static_cast<int>(1023 / leastCoefficient);
+  double least = std::numeric_limits<double>::max();
+  for (double place = 0; place < 8; place += 0.125) {
+    double energy = 0;
+    for (int run = 0; run < 63; ++run) {
+      for (int level = 1; level <= largestLevel; ++level) {
+        energy = std::max(energy, (BitsOf(run, level) - place * (run + 1)) /
+                                      (level * level * leastCoefficient * leastCoefficient));
+      }
+    }
+    least = std::min(least, place * 63 + energy * kEnergy);
+  }
+  // A DC coefficient takes 10 bits for its size and 8 for its difference, the end of a block 4.
+  const double blockBytes = (least + 10 + 8 + 4) / 8;
+  // Headers, the end code, and the start code, header and padding of the only slice.
+  constexpr double kAround = kFrameHeaderBytes + 4 + 10 + 15;
+  EXPECT_LT(8 * blockBytes + kAround, 16 * 16 * 3);
+  ::testing::Test::RecordProperty("bytesABlock", static_cast<int>(blockBytes));
 }
 
 INSTANTIATE_TEST_SUITE_P(Processors, OversizeFramesTest, testing::Values(1U, 2U, 8U),

@@ -104,7 +104,7 @@ TEST_P(SharedFramesTest, ContextsDoNotMeet) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Tiers, SharedFramesTest, testing::ValuesIn(kTiers), TierName);
+INSTANTIATE_TEST_SUITE_P(Tiers, SharedFramesTest, testing::ValuesIn(RunnableTiers()), TierName);
 
 }  // namespace
 

@@ -38,7 +38,12 @@ const std::array<std::string_view, 12>& DcCodes(Component component) {
 void PutSequenceHeader(BitString& bits, const ModelPicture& picture) {
   bits.PutStartCode(kSequenceHeaderCode).Put(Bits(picture.width & 0xFFF), 12);
   bits.Put(Bits(picture.height & 0xFFF), 12);
-  bits.Put(2, 4).Put(3, 4).Put(125000, 18).Put(1, 1).Put(373, 10).Put(0, 3);
+  bits.Put(2, 4).Put(3, 4).Put(125000, 18).Put(1, 1).Put(373, 10).Put(0, 1);
+  bits.Put(picture.matrixFlags, 2);
+  if (picture.matrixFlags != 0) {
+    const Bytes weights(128, 32);
+    bits.PutBytes(weights);
+  }
 }
 
 void PutSequenceExtension(BitString& bits, const ModelPicture& picture) {

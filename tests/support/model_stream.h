@@ -35,6 +35,9 @@ struct ModelSlice {
 struct ModelPicture {
   int width = 0;
   int height = 0;
+  /// The two flags of the sequence header that announce matrices, the intra one's first. Weights of
+  /// 32 follow where one is set.
+  unsigned matrixFlags = 0;
   int chromaFormat = 2;
   int intraDcPrecision = 3;
   int pictureStructure = 3;
