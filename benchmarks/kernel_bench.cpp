@@ -13,6 +13,7 @@
 #include <atomic>
 #include <benchmark/benchmark.h>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -262,20 +263,17 @@ void RegisterTier(const Tier& tier, const Stages& stages) {
   const auto bench = std::make_shared<Bench>(tier.tier, stages);
   const auto add = [&](const std::string& name, auto restore, auto run) {
     Register(name + "/tier:" + tier.name, [=](benchmark::State& state) {
-      Time(
-          state, kMacroblocks, [&] { restore(*bench); }, [&] { run(*bench); });
+      const auto before = [&] { std::invoke(restore, *bench); };
+      const auto timed = [&] { std::invoke(run, *bench); };
+      Time(state, kMacroblocks, before, timed);
     });
   };
   const auto nothing = [](Bench&) {};
-  add(
-      "kernel/dequantise", [](Bench& b) { b.RestoreLevels(); }, [](Bench& b) { b.Dequantise(); });
-  add(
-      "kernel/idct", [](Bench& b) { b.RestoreCoefficients(); }, [](Bench& b) { b.Idct(); });
-  add(
-      "kernel/fdct", [](Bench& b) { b.RestoreSamples(); }, [](Bench& b) { b.Fdct(); });
-  add(
-      "kernel/quantise", [](Bench& b) { b.RestoreCoefficients(); }, [](Bench& b) { b.Quantise(); });
-  add("kernel/codeLevels", nothing, [](Bench& b) { b.CodeLevels(); });
+  add("kernel/dequantise", &Bench::RestoreLevels, &Bench::Dequantise);
+  add("kernel/idct", &Bench::RestoreCoefficients, &Bench::Idct);
+  add("kernel/fdct", &Bench::RestoreSamples, &Bench::Fdct);
+  add("kernel/quantise", &Bench::RestoreCoefficients, &Bench::Quantise);
+  add("kernel/codeLevels", nothing, &Bench::CodeLevels);
   for (std::size_t i = 0; i < kClientFormats; ++i) {
     const auto format = static_cast<ClientFormat>(i);
     const std::string name = kFormatNames[i];

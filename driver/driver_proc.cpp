@@ -121,15 +121,18 @@ constexpr auto kCodecMessages = std::to_array<CodecMessage>({
      }},
     {ICM_GETDEFAULTQUALITY,
      [](CodecInstance& instance, LPARAM quality, LPARAM /*unused*/) {
-       return instance.GetDefaultQuality(reinterpret_cast<DWORD*>(quality));
+       auto* const value = reinterpret_cast<DWORD*>(quality);
+       return instance.GetDefaultQuality(value);
      }},
     {ICM_GETQUALITY,
      [](CodecInstance& instance, LPARAM quality, LPARAM /*unused*/) {
-       return instance.GetQuality(reinterpret_cast<DWORD*>(quality));
+       auto* const value = reinterpret_cast<DWORD*>(quality);
+       return instance.GetQuality(value);
      }},
     {ICM_SETQUALITY,
      [](CodecInstance& instance, LPARAM quality, LPARAM /*unused*/) {
-       return instance.SetQuality(reinterpret_cast<const DWORD*>(quality));
+       auto* const value = reinterpret_cast<const DWORD*>(quality);
+       return instance.SetQuality(value);
      }},
 });
 

@@ -12,11 +12,12 @@ namespace qivm {
 struct MacroblockRecord {
   static constexpr std::size_t kBlockSize = 64;
   static constexpr std::size_t kBlocks = 8;
+  static constexpr std::size_t kValues = kBlocks * kBlockSize;
 
   /// Samples lie block by block in the standard's order (Figure 6-11), luminance first, and row by
   /// row in a block. Coefficients lie two blocks side by side, column by column, as Column tells.
   /// The transforms turn one into the other on the way.
-  alignas(64) std::array<std::int16_t, kBlockSize* kBlocks> values = {};
+  alignas(64) std::array<std::int16_t, kValues> values = {};
 
   std::int16_t column = 0;
   std::int16_t row = 0;

@@ -19,14 +19,15 @@ constexpr int kHeight = 80;
 class BufferAt {
  public:
   BufferAt(std::size_t offset, std::size_t size)
-      : memory_(new (std::align_val_t{64}) std::uint8_t[offset + size]), offset_(offset) {}
+      : memory_(static_cast<std::uint8_t*>(::operator new[](offset + size, kAlignment))),
+        offset_(offset) {}
   std::uint8_t* Data() const { return memory_.get() + offset_; }
 
  private:
+  static constexpr std::align_val_t kAlignment{64};
+
   struct Deleter {
-    void operator()(std::uint8_t* memory) const {
-      ::operator delete[](memory, std::align_val_t{64});
-    }
+    void operator()(std::uint8_t* memory) const { ::operator delete[](memory, kAlignment); }
   };
   std::unique_ptr<std::uint8_t[], Deleter> memory_;
   std::size_t offset_;

@@ -75,11 +75,9 @@ TEST(Arguments, ListsTakeOneOrMore) {
   command.operands = kFiles;
   const std::vector<std::string> words = {"a", "-o", "out", "b", "c"};
   EXPECT_EQ(ParseArguments(command, words).Operands(), (std::vector<std::string>{"a", "b", "c"}));
-  EXPECT_TRUE(Contains(MessageOf(ExitCode::kUsage,
-                                 [&] {
-                                   ParseArguments(command, std::vector<std::string>{"-o", "out"});
-                                 }),
-                       "FILE"));
+  const std::vector<std::string> none = {"-o", "out"};
+  const auto parse = [&] { ParseArguments(command, none); };
+  EXPECT_TRUE(Contains(MessageOf(ExitCode::kUsage, parse), "FILE"));
 }
 
 TEST(Arguments, RefusesWhatTheCommandDoesNotTake) {

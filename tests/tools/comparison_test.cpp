@@ -106,9 +106,8 @@ TEST(ClipComparison, RgbRowsMayBePadded) {
 TEST(ClipComparison, RefusesWhatCannotBeCompared) {
   const Picture picture(kYuy2Layout.FrameBytes());
   const auto message = [&](const FrameLayout& layout, const std::vector<Picture>& second) {
-    return MessageOf(ExitCode::kInput, [&] {
-      Compare(kYuy2Layout, {picture, picture}, layout, second);
-    });
+    const auto compare = [&] { Compare(kYuy2Layout, {picture, picture}, layout, second); };
+    return MessageOf(ExitCode::kInput, compare);
   };
   EXPECT_EQ(message({PixelFormat::kYuy2, 16, 16}, {}), "the clips differ in size: 16x8 and 16x16");
   EXPECT_TRUE(Contains(message({PixelFormat::kRgb24, 16, 8}, {}), "are yuy2 and rgb24"));

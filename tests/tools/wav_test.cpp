@@ -138,7 +138,7 @@ TEST(WavWriter, WorkBrokenOffLeavesAWholeFile) {
   }
   EXPECT_EQ(Read(file.Text()), kData);
   EXPECT_EQ(ReadLittleEndian32(file.Contents(), file.PositionOf("data") + 4), 40000U);
-  { const WavWriter writer(file.Name(), SamplePcm().format); }
+  std::make_unique<WavWriter>(file.Name(), SamplePcm().format).reset();
   EXPECT_FALSE(file.Exists());
 }
 
