@@ -10,6 +10,7 @@
 #include "tests/driver/driver_registration.h"
 #include "tests/driver/pictures.h"
 #include "tests/support/guarded_buffer.h"
+#include "tests/support/wine.h"
 
 namespace qivm::test {
 
@@ -139,6 +140,10 @@ TEST_P(ManagerRoundTripTest, PictureIsKept) {
 
 TEST(ManagerFunctionTest, AHostCanInstallTheEntryPointItself) {
   const DriverModule driver;
+  const bool longIds = (Instance(driver).Id() & ~DWORD_PTR{0xFFFFFFFF}) != 0;
+  if (longIds && IsWine()) {
+    GTEST_SKIP() << "wine's manager keeps 32 bits of what an entry point answers to DRV_OPEN";
+  }
   ASSERT_NE(ICInstall(ICTYPE_VIDEO, kQivmCode, reinterpret_cast<LPARAM>(driver.Function()), nullptr,
                       ICINSTALL_FUNCTION),
             FALSE);

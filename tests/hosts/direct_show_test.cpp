@@ -9,6 +9,7 @@
 #include "tests/driver/frame_calls.h"
 #include "tests/driver/import_hook.h"
 #include "tests/hosts/direct_show_filters.h"
+#include "tests/support/wine.h"
 
 namespace qivm::test {
 
@@ -70,7 +71,7 @@ class Stream {
 class BeginRepair {
  public:
   explicit BeginRepair(const PictureSink& sink) {
-    if (GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr) {
+    if (IsWine()) {
       g_sink = &sink;
       hook_.emplace(GetModuleHandleA("quartz.dll"), "ICSendMessage",
                     reinterpret_cast<void*>(&Send));

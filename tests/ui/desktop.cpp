@@ -2,11 +2,12 @@
 
 #include <windows.h>
 
+#include "tests/support/wine.h"
+
 namespace qivm::test {
 
 void PrepareDesktop() {
-  const bool wine = GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
-  if (wine) {
+  if (IsWine()) {
     RegSetKeyValueA(HKEY_CURRENT_USER, "Software\\Wine\\X11 Driver", "Managed", REG_SZ, "N", 2);
   }
   SetProcessDPIAware();
