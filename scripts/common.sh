@@ -1,9 +1,12 @@
 # shellcheck shell=bash
 # What the scripts have in common. Sourced, with the tree's root as the working folder.
 
+# Complain TEXT...: says that something is wrong, and goes on.
+Complain() { echo "${0##*/}: error: $*" >&2; }
+
 # Fail TEXT...: ends the script; the exit code is $failStatus, 1 unless the script sets it.
 Fail() {
-  echo "${0##*/}: error: $*" >&2
+  Complain "$@"
   exit "${failStatus:-1}"
 }
 
