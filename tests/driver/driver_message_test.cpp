@@ -1,5 +1,6 @@
 #include "tests/driver/driver_module.h"
 #include "tests/driver/replaced_imports.h"
+#include "tests/driver/resource_watch.h"
 
 namespace qivm::test {
 
@@ -65,27 +66,41 @@ TEST_F(DriverMessageTest, OpenWithoutMemoryReturnsZero) {
   const Instance instance(driver_);
 }
 
-TEST_F(DriverMessageTest, OpeningAndAskingCostsOneAllocationAndNoThread) {
-  const HeapWatch heap(driver_.Handle());
-  const ThreadWatch threads(driver_.Handle());
-  const EventWatch events(driver_.Handle(), 0);
-  {
-    const Instance instance(driver_);
-    EXPECT_EQ(heap.Allocations(), 1);
+// Programs open every codec that there is to fill their list of them, and to find the one for a
+// file.
+TEST_F(DriverMessageTest, OpeningAndAskingAThousandTimesHoldsNoMoreThanOnce) {
+  constexpr int kTimes = 1000;
+  const auto ask = [](const Instance& instance) {
     ICINFO info = {};
-    EXPECT_EQ(instance.Send(ICM_GETINFO, &info, sizeof(info)), LRESULT{sizeof(info)});
+    ASSERT_EQ(instance.Send(ICM_GETINFO, &info, sizeof(info)), LRESULT{sizeof(info)});
     BITMAPINFOHEADER header = {};
     header.biWidth = 320;
     header.biHeight = 240;
     header.biBitCount = 24;
-    EXPECT_EQ(instance.Send(ICM_COMPRESS_QUERY, &header, nullptr), ICERR_OK);
+    ASSERT_EQ(instance.Send(ICM_COMPRESS_QUERY, &header, nullptr), ICERR_OK);
     header.biCompression = kQivmCode;
-    EXPECT_EQ(instance.Send(ICM_DECOMPRESS_QUERY, &header, nullptr), ICERR_OK);
-    EXPECT_EQ(heap.Allocations(), 1);
-    EXPECT_EQ(threads.Started(), 0U);
-    EXPECT_EQ(events.Created(), 0);
+    ASSERT_EQ(instance.Send(ICM_DECOMPRESS_QUERY, &header, nullptr), ICERR_OK);
+  };
+  const ResourceWatch resources(driver_.Handle());
+  ResourceWatch::Holdings once;
+  {
+    const Instance instance(driver_);
+    once = resources.Held();
+    EXPECT_GT(once.blocks, 0);
+    // Neither a thread nor an event for an instance that may never see a frame.
+    EXPECT_EQ(once.handles, 0);
+    for (int i = 0; i < kTimes; ++i) {
+      ASSERT_NO_FATAL_FAILURE(ask(instance));
+      ASSERT_EQ(resources.Held(), once);
+    }
   }
-  EXPECT_EQ(heap.Outstanding(), 0);
+  for (int i = 0; i < kTimes; ++i) {
+    ASSERT_EQ(resources.Held(), ResourceWatch::Holdings{});
+    const Instance instance(driver_);
+    ASSERT_NO_FATAL_FAILURE(ask(instance));
+    ASSERT_EQ(resources.Held(), once);
+  }
+  EXPECT_EQ(resources.Held(), ResourceWatch::Holdings{});
 }
 
 struct DefaultCall {
