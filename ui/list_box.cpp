@@ -1,13 +1,20 @@
 #include "ui/list_box.h"
 
 #include <array>
-#include <cstring>
+
+#include "platform/heap_object.h"
 
 namespace qivm::ui {
 namespace {
 
 // The control's own word for no item is the list's: the other methods rely on it.
 static_assert(LB_ERR == NameList::kNone);
+
+/// Room behind the length that the system names: for the NUL, and for all bytes of a name whose
+/// length it counts in UTF-16 units.
+constexpr std::size_t kSlack = kDefectiveNameBytes;
+/// Lengths that are not far from the truth cost no memory of the heap.
+constexpr std::size_t kUsualBytes = 4 * kDefectiveNameBytes;
 
 LPARAM TextParameter(const char* text) { return reinterpret_cast<LPARAM>(text); }
 
@@ -27,19 +34,26 @@ int ListBox::Find(const char* name) const {
 }
 
 bool ListBox::Text(int index, std::span<char> text) const {
-  // What the system says of a length is the most that it can be, often twice what it is: it serves
-  // to keep the copy inside the buffer, and the text itself to see whether it is too long.
-  std::array<char, 4 * kDefectiveNameBytes> item = {};
+  // What the system says of a length is the most that it can be, often several times what it is: it
+  // tells how much memory the copy may take, and nothing of whether the text itself is too long.
   const int most = Send(LB_GETTEXTLEN, index, 0);
-  if (most == LB_ERR || static_cast<std::size_t>(most) >= item.size() ||
-      Send(LB_GETTEXT, index, TextParameter(item.data())) == LB_ERR) {
+  if (most == LB_ERR) {
     return false;
   }
-  const std::size_t bytes = std::strlen(item.data()) + 1;
-  if (bytes > text.size()) {
+  std::array<char, kUsualBytes> usual = {};
+  HeapBuffer large;
+  auto* item = usual.data();
+  const std::size_t bytes = static_cast<std::size_t>(most) + kSlack;
+  if (bytes > usual.size()) {
+    if (!large.Allocate(bytes)) {
+      return false;
+    }
+    item = reinterpret_cast<char*>(large.Bytes().data());
+  }
+  if (Send(LB_GETTEXT, index, TextParameter(item)) == LB_ERR) {
     return false;
   }
-  std::memcpy(text.data(), item.data(), bytes);
+  lstrcpynA(text.data(), item, static_cast<int>(text.size()));
   return true;
 }
 

@@ -40,8 +40,8 @@ class NameList {
   virtual int Selected() const = 0;
   /// The item that equals `name`, whatever the case, or kNone.
   virtual int Find(const char* name) const = 0;
-  /// Copies an item's text with its NUL into `text`; false, with `text` as it was, when there is no
-  /// such item or it is too long.
+  /// Copies an item's text with a NUL into `text`, cut off where that ends; false, with `text` as
+  /// it was, when there is no such item or no memory to fetch it.
   virtual bool Text(int index, std::span<char> text) const = 0;
   /// Adds an item and returns its place.
   virtual int Add(const char* name) = 0;
@@ -72,8 +72,8 @@ AddResult AddFileName(NameList& list, const char* name);
 /// Adds every code of a record's list to a list of names, upper-cased, and selects the first item.
 void ListCodes(std::span<const FourCC, kMaxFourCCs> codes, NameList& list);
 
-/// Replaces a record's codes by the items of a list, at most 16, each completed as CompleteCode
-/// does. The remaining codes become zero.
+/// Replaces a record's codes by the items of a list, at most 16: the first four characters of each,
+/// completed as CompleteCode does. The remaining codes become zero.
 void StoreCodes(const NameList& list, std::span<FourCC, kMaxFourCCs> codes);
 
 using ApplicationNames = std::span<const std::array<char, kApplicationNameBytes>, kMaxApplications>;
@@ -86,7 +86,7 @@ void ListApplications(ApplicationNames names, NameList& list, UpperCaser upperCa
 void ListDefectiveApps(const DefectiveAppList& names, NameList& list);
 
 /// Replaces an array of NUL-terminated names by the items of a list, in the list's order, as many
-/// as there is room for. The remaining entries become empty.
+/// as there is room for, and of each as much. The remaining entries become empty.
 template <std::size_t bytes, std::size_t entries>
 void StoreNames(const NameList& list, std::array<std::array<char, bytes>, entries>& names) {
   int index = 0;

@@ -1,7 +1,6 @@
 #include "ui/name_rules.h"
 
 #include <algorithm>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -47,10 +46,10 @@ class FakeList final : public NameList {
     return found == items.end() ? kNone : static_cast<int>(found - items.begin());
   }
   bool Text(int index, std::span<char> text) const override {
-    if (index < 0 || index >= Count() || At(index).size() >= text.size()) {
+    if (index < 0 || index >= Count()) {
       return false;
     }
-    std::memcpy(text.data(), At(index).c_str(), At(index).size() + 1);
+    text[At(index).copy(text.data(), text.size() - 1)] = '\0';
     return true;
   }
   int Add(const char* name) override {
@@ -220,6 +219,13 @@ TEST(Codes, ComeBackInTheListsOrder) {
   EXPECT_EQ(codes, (std::array<FourCC, kMaxFourCCs>{kMmes, kQivm, MakeFourCC('Y', '1', '6', ' ')}));
 }
 
+TEST(Codes, TakeFourCharactersOfALongerItem) {
+  std::array<FourCC, kMaxFourCCs> codes = {};
+  StoreCodes(FakeList({"AAAA", "ABCDE", "QIVM"}, 0), codes);
+  EXPECT_EQ(codes, (std::array<FourCC, kMaxFourCCs>{MakeFourCC('A', 'A', 'A', 'A'),
+                                                    MakeFourCC('A', 'B', 'C', 'D'), kQivm}));
+}
+
 TEST(Codes, BecomeZeroWhenTheListIsEmpty) {
   std::array<FourCC, kMaxFourCCs> codes;
   codes.fill(kMmes);
@@ -262,6 +268,14 @@ TEST(Applications, ComeBackInTheListsOrder) {
   for (std::size_t i = 2; i < names.size(); ++i) {
     EXPECT_STREQ(names[i].data(), "") << i;
   }
+}
+
+TEST(Applications, AreCutOffWhereTheirEntryEnds) {
+  std::array<std::array<char, kApplicationNameBytes>, kMaxApplications> names = {};
+  StoreNames(FakeList({std::string(64, 'X'), "Y.EXE"}, 0), names);
+  EXPECT_STREQ(names[0].data(), std::string(63, 'X').c_str());
+  EXPECT_STREQ(names[1].data(), "Y.EXE");
+  EXPECT_STREQ(names[2].data(), "");
 }
 
 TEST(Applications, FillTheRecordAtMost) {

@@ -4,7 +4,7 @@
 
 namespace qivm::test {
 
-/// A list box that says that every item is twice as long as it is while this lives. Windows may
+/// A list box that says that every item is ten times as long as it is while this lives. Windows may
 /// overstate lengths: those of an ANSI dialog's list are guessed where the list keeps UTF-16.
 class OverstatingList {
  public:
@@ -30,7 +30,7 @@ class OverstatingList {
   static LRESULT CALLBACK Procedure(HWND list, UINT message, WPARAM wParam, LPARAM lParam) {
     auto* const original = reinterpret_cast<WNDPROC>(GetPropA(list, kOriginal));
     const LRESULT result = CallWindowProcA(original, list, message, wParam, lParam);
-    return message == LB_GETTEXTLEN && result != LB_ERR ? 2 * result : result;
+    return message == LB_GETTEXTLEN && result != LB_ERR ? 10 * result : result;
   }
 
   HWND list_;

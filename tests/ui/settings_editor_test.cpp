@@ -135,6 +135,32 @@ TEST_F(SettingsEditorTest, OkKeepsItemsWhoseLengthIsOverstated) {
   EXPECT_EQ(Bytes(StateOf(instance_)), Bytes(settings));
 }
 
+// The lists are the system's: other programs can put items into them.
+TEST_F(SettingsEditorTest, OkCutsItemsThatAreTooLong) {
+  CodecSettings settings = {};
+  settings.fourCCList = {MakeFourCC('A', 'A', 'A', 'A'), kQivm};
+  settings.applicationList = {{{"A.EXE"}, {"Z.EXE"}}};
+  SetState(instance_, settings);
+  ModalCall call = CallEditor(instance_);
+  const Window editor = Open(call);
+  const auto add = [&editor](int list, const std::string& item) {
+    editor.Child(list).Send(LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(item.c_str()));
+  };
+  add(IDC_CODE_LIST, "ABCDE");
+  add(IDC_APP_LIST, std::string(3000, 'N'));
+  EXPECT_EQ(editor.Items(IDC_CODE_LIST), (Names{"AAAA", "ABCDE", "QIVM"}));
+  editor.Click(IDOK);
+  call.Result();
+  const CodecSettings state = StateOf(instance_);
+  EXPECT_EQ(state.fourCCList,
+            (std::array<FourCC, kMaxFourCCs>{MakeFourCC('A', 'A', 'A', 'A'),
+                                             MakeFourCC('A', 'B', 'C', 'D'), kQivm}));
+  EXPECT_STREQ(state.applicationList[0].data(), "A.EXE");
+  EXPECT_STREQ(state.applicationList[1].data(), std::string(63, 'N').c_str());
+  EXPECT_STREQ(state.applicationList[2].data(), "Z.EXE");
+  EXPECT_STREQ(state.applicationList[3].data(), "");
+}
+
 TEST_F(SettingsEditorTest, ACodeThatIsNotAsciiIsFoundAsItWasEntered) {
   constexpr DWORD kEntered = MAKEFOURCC('\xe4', 'b', 'c', '1');
   BITMAPINFOHEADER stream = {};
