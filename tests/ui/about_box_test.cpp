@@ -9,9 +9,20 @@
 namespace qivm::test {
 namespace {
 
-constexpr const char* kIFramesHeading = "Norvane MPEG2 I-frames, version 3.06\n\n";
-constexpr const char* kGeneralHeading = "Norvane MPEG2 codecs, version 3.06\n\n";
-constexpr const char* kBuildLine = "\n\nBuild: 07 april 2003";
+// Letter by letter: people tell generations of drivers apart by what is said here.
+constexpr const char* kIFramesText =
+    "Norvane MPEG2 I-frames, version 3.06\n\n"
+    "This driver decompresses MPEG-2 video that consists of I frames only and carries the code "
+    "\"QIVM\". It also decompresses such video under other codes, for example \"MMES\", if they "
+    "are entered in the list box of the configuration dialog. It is compatible with the MPEG-2 "
+    "I-frame codec of another maker that uses the code \"MMES\".\n\n"
+    "Build: 07 april 2003";
+constexpr const char* kGeneralText =
+    "Norvane MPEG2 codecs, version 3.06\n\n"
+    "Drivers for MPEG-2 video that work through Video for Windows on Windows 95/98/ME/NT/2000. "
+    "They belong to the software suite of the Meridel video board: with them, every program that "
+    "uses Video for Windows can play MPEG-2 video on that board.\n\n"
+    "Build: 07 april 2003";
 constexpr const char* kNoBuildLine = "\n\nBuild: not available.";
 
 class AboutBoxTest : public DialogTest {
@@ -28,19 +39,12 @@ class AboutBoxTest : public DialogTest {
 
 TEST_F(AboutBoxTest, ShowsTheIFramesTextForTheCodecsOwnCode) {
   const Instance instance(driver_, kQivmCode);
-  const std::string text = AboutText(instance);
-  EXPECT_TRUE(text.starts_with(kIFramesHeading)) << text;
-  EXPECT_TRUE(text.ends_with(kBuildLine)) << text;
-  EXPECT_NE(text.find("\"QIVM\""), std::string::npos) << text;
-  EXPECT_NE(text.find("\"MMES\""), std::string::npos) << text;
+  EXPECT_EQ(AboutText(instance), kIFramesText);
 }
 
 TEST_F(AboutBoxTest, ShowsTheGeneralTextForAnyOtherCode) {
   const Instance instance(driver_, kMmesCode);
-  const std::string text = AboutText(instance);
-  EXPECT_TRUE(text.starts_with(kGeneralHeading)) << text;
-  EXPECT_TRUE(text.ends_with(kBuildLine)) << text;
-  EXPECT_NE(text.find("Meridel"), std::string::npos) << text;
+  EXPECT_EQ(AboutText(instance), kGeneralText);
 }
 
 TEST_F(AboutBoxTest, OkIsOne) {
