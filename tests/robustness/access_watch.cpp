@@ -1,13 +1,11 @@
 #include "tests/robustness/access_watch.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace qivm::test {
 
 namespace {
-
-/// Of the addresses that are never mapped.
-constexpr std::uintptr_t kNullBytes = 0x10000;
 
 struct Range {
   std::atomic<std::uintptr_t> first = 0;
@@ -15,17 +13,17 @@ struct Range {
 };
 
 std::array<std::array<Range, AccessWatch::kRanges>, AccessWatch::kLanes> g_ranges;
-std::array<std::atomic<bool>, AccessWatch::kLanes> g_nulls;
 std::atomic<std::uint64_t> g_faults = 0;
+thread_local bool t_nullIsDue = false;
 void (*g_describe)() = nullptr;
 void* g_handler = nullptr;
 
 bool IsAnnounced(std::uintptr_t address) {
-  for (std::size_t lane = 0; lane < AccessWatch::kLanes; ++lane) {
-    if (address < kNullBytes && g_nulls[lane]) {
-      return true;
-    }
-    for (const Range& range : g_ranges[lane]) {
+  if (address == 0) {
+    return std::exchange(t_nullIsDue, false);
+  }
+  for (const auto& ranges : g_ranges) {
+    for (const Range& range : ranges) {
       if (address >= range.first && address < range.end) {
         return true;
       }
@@ -80,7 +78,6 @@ AccessWatch::AccessWatch(void (*describe)()) {
 AccessWatch::~AccessWatch() { RemoveVectoredExceptionHandler(g_handler); }
 
 AccessWatch::Announcement::~Announcement() {
-  g_nulls[lane_] = false;
   for (Range& range : g_ranges[lane_]) {
     range.end = 0;
     range.first = 0;
@@ -97,7 +94,9 @@ void AccessWatch::Announcement::Add(const void* memory, std::size_t size) {
   range.end = first + size;
 }
 
-void AccessWatch::Announcement::AddNull() { g_nulls[lane_] = true; }
+void AccessWatch::AnnounceNull() { t_nullIsDue = true; }
+
+bool AccessWatch::NullIsDue() { return t_nullIsDue; }
 
 std::uint64_t AccessWatch::Faults() { return g_faults; }
 

@@ -34,13 +34,18 @@ class AccessWatch {
 
     /// Memory that the host passed but that cannot be accessed.
     void Add(const void* memory, std::size_t size);
-    /// A null pointer, or a frame that makes the codec fault at address zero on purpose.
-    void AddNull();
 
    private:
     std::size_t lane_;
     std::size_t ranges_ = 0;
   };
+
+  /// Announces one access to address zero on the calling thread: the fault by which the codec
+  /// leaves a frame that it turns away. What it says to the debugger of such a frame is the only
+  /// reason.
+  static void AnnounceNull();
+  /// Whether that access is still to come.
+  static bool NullIsDue();
 
   /// Announced faults that have happened.
   static std::uint64_t Faults();

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "tests/robustness/access_watch.h"
+
 namespace qivm::test {
 
 namespace {
@@ -48,6 +50,11 @@ INT_PTR WINAPI HostStandIns::ShowDialog(HINSTANCE /*module*/, LPCSTR /*resource*
   return t_host.dialogResult;
 }
 
-void WINAPI HostStandIns::OutputText(LPCSTR /*text*/) { ++t_host.debugTexts; }
+void WINAPI HostStandIns::OutputText(LPCSTR text) {
+  ++t_host.debugTexts;
+  if (std::strcmp(text, "USING TABLE ZERO\n") == 0) {
+    AccessWatch::AnnounceNull();
+  }
+}
 
 }  // namespace qivm::test

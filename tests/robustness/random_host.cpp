@@ -130,7 +130,9 @@ void RandomHost::ChooseHost() {
 LRESULT RandomHost::Send(DWORD_PTR id, UINT message, Parameter parameter1, Parameter parameter2) {
   ++counts_.messages;
   message_ = message;
-  return driver_.Send(id, message, parameter1, parameter2);
+  const LRESULT result = driver_.Send(id, message, parameter1, parameter2);
+  Check(!AccessWatch::NullIsDue(), "a frame turned away that was not left");
+  return result;
 }
 
 void RandomHost::Check(bool sound, const char* what) const {
