@@ -2,6 +2,7 @@
 
 #include "tools/vfwtool/media/packets.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
