@@ -139,7 +139,7 @@ void** Slot(Pointed*& pointer) {
 
 /// Makes a page of a frame's bitmap inaccessible or replaces one of the frame's pointers, by null
 /// or by the wall, and announces that. Returns what to pass with the message: the arguments, or
-/// sometimes the wall in their place.
+/// sometimes the wall or null in their place.
 template <typename Arguments>
 Parameter SpoilMemory(Arguments& arguments, const GuardedBuffer& bitmap, const GuardedBuffer& wall,
                       Random& random, AccessWatch::Announcement& announcement) {
@@ -150,8 +150,11 @@ Parameter SpoilMemory(Arguments& arguments, const GuardedBuffer& bitmap, const G
   void** const pointers[] = {Slot(fields.lpbiInput), Slot(fields.lpInput), Slot(fields.lpbiOutput),
                              Slot(fields.lpOutput)};
   void*& pointer = *pointers[random.Below(std::size(pointers))];
+  // Null is seen before it is followed, and so not announced.
+  if (random.OneIn(16)) {
+    return nullptr;
+  }
   if (random.OneIn(2)) {
-    // Seen before it is followed.
     pointer = nullptr;
   } else {
     announcement.Add(wall.Data(), wall.Size());
