@@ -169,15 +169,21 @@ bool CompressorContext::Join(std::uint8_t* output) const {
 }
 
 void CompressorContext::FinishFrame(const CompressFrame& frame, std::size_t size) {
-  // First, for its address may lead nowhere: the header then stays as it was.
+  std::uint32_t flags = 0;
   if (frame.flags != nullptr) {
-    *frame.flags |= kKeyFrame;
+    // Where their address leads nowhere, this must show before the header is changed.
+    volatile std::uint32_t& place = *frame.flags;
+    flags = place;
+    place = flags;
   }
   BitmapInfoHeader& header = *frame.outputFormat;
   header.biSizeImage = static_cast<std::uint32_t>(size);
   header.biPlanes = 1;
   header.biClrUsed = 0;
   header.biClrImportant = 0;
+  if (frame.flags != nullptr) {
+    *frame.flags = flags | kKeyFrame;
+  }
 }
 
 }  // namespace qivm
