@@ -119,6 +119,18 @@ TEST_F(CheckStructureOf, LengthsThatHeadersState) {
   EXPECT_EQ(Findings(file_), "the OpenDML header states 39 frames, there are 40\n");
 }
 
+TEST_F(CheckStructureOf, RecordsInRecords) {
+  Store();
+  const std::size_t movie = file_.PositionOf("movi");
+  std::string text = file_.Text().substr(0, movie + 4);
+  // Deeper than any stack could follow.
+  for (int i = 0; i < 100000; ++i) {
+    text += "LIST" + LittleEndian(0xFFFFFFF0) + "rec ";
+  }
+  file_.Store(text);
+  EXPECT_TRUE(Contains(Findings(file_), "LIST \"rec \" states "));
+}
+
 TEST_F(CheckStructureOf, WhatIsNoChunk) {
   Store();
   const std::size_t second = file_.Text().find("00dc", file_.PositionOf("00dc") + 1);

@@ -143,17 +143,23 @@ void StructureCheck::CheckHeaders(const RiffChunk& list) {
 }
 
 void StructureCheck::CheckMovie(const RiffChunk& movie) {
-  for (std::uint64_t position = movie.begin; position < movie.end;) {
-    const std::optional<RiffChunk> chunk = file_.ChunkAt(position, movie.end);
+  // Of the list and of the records that are open in it: a file may have them in any depth.
+  std::vector<std::uint64_t> ends = {movie.end};
+  std::uint64_t position = movie.begin;
+  while (!ends.empty()) {
+    if (position >= ends.back()) {
+      position = PaddedBytes(ends.back());
+      ends.pop_back();
+      continue;
+    }
+    const std::optional<RiffChunk> chunk = file_.ChunkAt(position, ends.back());
     if (!chunk || !IsWord(chunk->code)) {
       Tell(position, "no chunk begins where the one before ends");
       return;
     }
     const std::optional<std::size_t> stream = StreamOfCode(chunk->code, streams_.size());
-    if (chunk->listType == "rec "_fourcc) {
-      CheckMovie(*chunk);
-    } else if (!stream) {
-      IsWhole(*chunk, position, movie.end);
+    if (!stream) {
+      IsWhole(*chunk, position, ends.back());
     } else if (!IsPaletteChange(chunk->code)) {
       std::vector<AviChunk>& chunks = streams_[*stream].chunks;
       if (chunk->stated > chunk->Size()) {
@@ -162,7 +168,12 @@ void StructureCheck::CheckMovie(const RiffChunk& movie) {
       }
       chunks.push_back({chunk->begin, chunk->stated, true});
     }
-    position = PaddedBytes(chunk->end);
+    if (chunk->listType == "rec "_fourcc) {
+      ends.push_back(chunk->end);
+      position = chunk->begin;
+    } else {
+      position = PaddedBytes(chunk->end);
+    }
   }
 }
 
