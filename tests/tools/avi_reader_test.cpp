@@ -206,6 +206,59 @@ TEST(AviReader, GoesOnBehindDamage) {
   ASSERT_EQ(packets.size(), 10U);
   EXPECT_EQ(packets[6].bytes.size(), 10U);
   EXPECT_EQ(packets[7].bytes, chunks[2 * 7].bytes);
+  using Why = AviContents::Gap::Why;
+  const std::vector<AviContents::Gap>& gaps = reader.Contents().gaps;
+  ASSERT_EQ(gaps.size(), 3U);
+  EXPECT_EQ(gaps[0].why, Why::kWrongSize);
+  EXPECT_EQ(gaps[0].position, reader.Frame(4).position - 8);
+  EXPECT_EQ(gaps[1].why, Why::kNoChunk);
+  EXPECT_EQ(gaps[1].position, sound + 8 + 10);
+  EXPECT_EQ(gaps[1].bytes, 6390U);
+  EXPECT_EQ(gaps[2].why, Why::kNoChunk);
+  EXPECT_EQ(gaps[2].position, frame);
+  EXPECT_EQ(gaps[2].bytes, 8 + PaddedBytes(chunks[2 * 8 + 1].bytes.size()));
+}
+
+/// A file of which some bytes cannot be read.
+class BadSector final : public std::stringbuf {
+ public:
+  BadSector(const std::string& text, std::size_t begin, std::size_t end)
+      : std::stringbuf(text),
+        begin_(static_cast<std::streamoff>(begin)),
+        end_(static_cast<std::streamoff>(end)) {}
+
+ protected:
+  std::streamsize xsgetn(char* bytes, std::streamsize count) override {
+    const std::streamoff at = gptr() - eback();
+    return at < end_ && at + count > begin_ ? 0 : std::stringbuf::xsgetn(bytes, count);
+  }
+
+ private:
+  std::streamoff begin_;
+  std::streamoff end_;
+};
+
+TEST(AviReader, GoesOnBehindWhatCannotBeRead) {
+  const std::vector<SampleChunk> chunks = SampleChunks(10, 2);
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(2), chunks);
+  file.Overwrite(file.PositionOf("idx1"), "JUNK");
+  const std::string text = file.Text();
+  // Over the headers of frame 4 and of the sound behind it.
+  std::size_t frame = 0;
+  for (int i = 0; i < 4; ++i) {
+    frame = text.find("00dc", frame + 1);
+  }
+  const std::size_t bad = frame / 512 * 512;
+  BadSector buffer(text, bad, bad + 512);
+  const AviReader reader(std::make_unique<std::istream>(&buffer), text.size(), "x", nullptr);
+  EXPECT_EQ(reader.FrameCount(), 9U);
+  EXPECT_EQ(reader.Contents().streams[1].size(), 9U);
+  ASSERT_EQ(reader.Contents().gaps.size(), 1U);
+  const AviContents::Gap& gap = reader.Contents().gaps[0];
+  EXPECT_EQ(gap.why, AviContents::Gap::Why::kUnreadable);
+  EXPECT_EQ(gap.position, frame);
+  EXPECT_EQ(gap.position + gap.bytes, text.find("00dc", bad + 512));
 }
 
 TEST(AviReader, TakesTheOdditiesOfOtherWriters) {

@@ -153,6 +153,37 @@ TEST_F(Commands, CopyRescuesAFileWhoseWriterWasKilled) {
   EXPECT_TRUE(Contains(needless.errors, "has headers of its own")) << needless.errors;
 }
 
+TEST_F(Commands, WhatIsPassedOverIsTold) {
+  RecordClip("a", 10);
+  Bytes contents = Contents("a.avi");
+  const AviReader whole(In("a.avi"));
+  // No index; zeros over frame 4, and over the code of the last one.
+  const std::uint64_t hole = whole.Frame(3).position - 8;
+  const std::uint64_t last = whole.Frame(9).position - 8;
+  std::fill_n(contents.begin() + static_cast<std::ptrdiff_t>(hole), whole.Frame(3).bytes + 8,
+              std::uint8_t{0});
+  std::fill_n(contents.begin() + static_cast<std::ptrdiff_t>(last), 4, std::uint8_t{0});
+  const std::string text(contents.begin(), contents.end());
+  contents.resize(text.rfind("idx1"));
+  Store("b.avi", contents);
+  const std::string lost =
+      Concat(In("b.avi"), ": ", PaddedBytes(whole.Frame(3).bytes + 8), " bytes at byte ", hole,
+             ", behind frame 3, are left out: no chunk begins there\n", In("b.avi"), ": ",
+             PaddedBytes(whole.Frame(9).bytes + 8), " bytes at byte ", last,
+             ", behind frame 8, are left out: no chunk begins there\n", In("b.avi"),
+             ": behind what is left out, streams may be out of step with each other\n");
+  for (const char* const line : {"copy b.avi -o x.avi", "play b.avi -o x.avi",
+                                 "record b.avi -o x.avi", "export b.avi -o x.m2v --sound x.wav"}) {
+    const Outcome outcome = Run(line);
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, lost) << line;
+    const Outcome goneOn = Run(std::string(line) + " --keep-going");
+    EXPECT_EQ(goneOn.code, 8) << line;
+    EXPECT_TRUE(Contains(goneOn.errors, ": 2 places of " + In("b.avi") + " are lost\n"))
+        << goneOn.errors;
+  }
+}
+
 TEST_F(Commands, VerifyListsWhatIsWrong) {
   RecordClip("a", 10);
   EXPECT_TRUE(Contains(Do("verify a.avi --json"), "\"defects\": 0"));

@@ -24,10 +24,19 @@ void DamageLog::Note(const AviReader& reader, std::uint32_t frame, const std::st
 }
 
 void DamageLog::RequireNone(const std::string& input) const {
-  if (count_ != 0) {
-    throw ToolError(ExitCode::kDamage, Concat(CountText(count_, "frame"), " of ", input,
-                                              count_ == 1 ? " is damaged" : " are damaged"));
+  if (errors_ == nullptr || count_ + losses_ == 0) {
+    return;
   }
+  std::string text;
+  if (count_ != 0) {
+    text = Concat(CountText(count_, "frame"), " of ", input,
+                  count_ == 1 ? " is damaged" : " are damaged");
+  }
+  if (losses_ != 0) {
+    text += Concat(text.empty() ? "" : ", ", CountText(losses_, "place"), " of ", input,
+                   losses_ == 1 ? " is lost" : " are lost");
+  }
+  throw ToolError(ExitCode::kDamage, text);
 }
 
 bool ReadWholeFrame(const AviReader& reader, std::uint32_t index, DamageLog& log, Bytes& frame) {

@@ -13,8 +13,8 @@
 
 namespace vfwtool {
 
-/// What becomes of a clip's damaged frames: the first one ends the work, or all are told and
-/// counted.
+/// What becomes of a clip's damage: the first damaged frame ends the work, or all are told and
+/// counted, with what of the file was lost between them.
 class DamageLog {
  public:
   /// Damaged frames end the work.
@@ -27,14 +27,19 @@ class DamageLog {
   void Note(const AviReader& reader, std::uint32_t frame, const std::string& what,
             ExitCode code = ExitCode::kInput);
 
+  /// Counts a place of the file of which nothing comes.
+  void NoteLoss() { ++losses_; }
+
+  /// The damaged frames.
   std::uint64_t Count() const { return count_; }
 
-  /// Throws ToolError (kDamage) when there were any in `input`.
+  /// Throws ToolError (kDamage) when there was damage in `input` that the work went on behind.
   void RequireNone(const std::string& input) const;
 
  private:
   std::ostream* errors_ = nullptr;
   std::uint64_t count_ = 0;
+  std::uint64_t losses_ = 0;
 };
 
 /// Frame and moment for messages: "frame 17 (00:00:00.640)".

@@ -107,23 +107,6 @@ std::unique_ptr<AviReader> OpenPart(const std::string& name, const Arguments& ar
   return reader;
 }
 
-/// Says what of a damaged file cannot be copied.
-void NameLosses(const AviReader& reader, const ToolStreams& streams) {
-  const AviContents& contents = reader.Contents();
-  if (contents.broken) {
-    const bool isVideo = contents.broken->stream == reader.VideoStream();
-    streams.errors << reader.Name() << " breaks off inside "
-                   << (isVideo ? Concat("frame ", reader.FrameCount() + 1)
-                               : StreamText(reader, contents.broken->stream))
-                   << ": the last " << contents.broken->chunk.bytes << " of "
-                   << contents.broken->stated << " bytes are left out\n";
-  }
-  if (contents.paletteChanges != 0) {
-    streams.errors << reader.Name() << ": " << CountText(contents.paletteChanges, "change")
-                   << " of the palette left out\n";
-  }
-}
-
 /// A format without the size of a picture, which every frame may state anew.
 Bytes ComparableFormat(const AviStreamHeaders& headers) {
   constexpr std::size_t kSizeOffset = 20;
@@ -330,7 +313,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
       RefuseInput(input, "has no frames");
     }
     RequireJoinable(reader, *readers.front());
-    NameLosses(reader, streams);
+    NameLosses(reader, log, streams);
     shownInput += Concat(shownInput.empty() ? "" : ", ", input);
   }
   const std::vector<Part> parts = FindParts(std::move(readers), arguments, streams);

@@ -53,6 +53,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   if (reader.FrameCount() == 0) {
     RefuseInput(input, "has no frames");
   }
+  NameLosses(reader, log, streams);
   const BitmapFormat bitmap = ReadBitmapFormat(reader.Format());
   const std::optional<std::uint32_t> rateCode = FrameRateCode(arguments, reader.Rate());
   const std::unique_ptr<WavTrack> sound = CreateSound(reader, arguments, streams);

@@ -221,9 +221,11 @@ OpenedClip Repacked(OpenedClip clip, const WantedFormats& formats, const std::st
 
 }  // namespace
 
-OpenedClip OpenAviClip(const std::string& name, const WantedFormats& formats, DamageLog& log) {
+OpenedClip OpenAviClip(const std::string& name, const WantedFormats& formats, DamageLog& log,
+                       const ToolStreams& streams) {
   OpenedClip clip;
   clip.avi = std::make_unique<AviReader>(name);
+  NameLosses(*clip.avi, log, streams);
   auto video = std::make_unique<AviSource>(*clip.avi, formats.decoded, log);
   clip.video = video.get();
   clip.source = std::move(video);
@@ -234,7 +236,7 @@ OpenedClip OpenClip(const std::string& name, const WantedFormats& formats, Damag
                     const ToolStreams& streams) {
   auto file = std::make_unique<Input>(name, streams);
   if (file->Stream().peek() == 'R') {
-    return OpenAviClip(name, formats, log);
+    return OpenAviClip(name, formats, log, streams);
   }
   OpenedClip clip;
   clip.source = std::make_unique<Y4mSource>(file->Stream(), file->Name(), file->Size());

@@ -119,8 +119,9 @@ inline WantedFormats AllIn(std::optional<PixelFormat> format) {
   return {format.value_or(PixelFormat::kYuy2), format};
 }
 
-/// Opens an AVI. `log` must outlive the clip. Throws ToolError.
-OpenedClip OpenAviClip(const std::string& name, const WantedFormats& formats, DamageLog& log);
+/// Opens an AVI and names what of it is lost. `log` must outlive the clip. Throws ToolError.
+OpenedClip OpenAviClip(const std::string& name, const WantedFormats& formats, DamageLog& log,
+                       const ToolStreams& streams);
 
 /// Opens a clip of any kind, told apart by its first byte: a Y4M clip, or an AVI; "-" is a Y4M clip
 /// on the standard input. `log` must outlive the clip. Throws ToolError.
@@ -148,6 +149,10 @@ void RequireAviOutput(const std::string& output, const Arguments& arguments);
 /// Says on the error stream when a written AVI has more segments than all programs see.
 void RemarkOnSegments(const AviWriter& writer, const std::string& output,
                       const Arguments& arguments, const ToolStreams& streams);
+
+/// Says on the error stream, and notes in the log, what of a damaged file nothing comes of: bytes
+/// among its chunks that are none, and what it breaks off in the middle of.
+void NameLosses(const AviReader& reader, DamageLog& log, const ToolStreams& streams);
 
 /// What a stream of an AVI is, such as "sound stream 1 (PCM, 48000 Hz, 2 channels, 16 bits)".
 std::string StreamText(const AviReader& reader, std::size_t stream);

@@ -225,6 +225,7 @@ AviContents ByChunks(const RiffFile& file, std::size_t streams) {
       contents.broken = {found->stream, chunk, found->stated};
     }
   }
+  contents.gaps = std::move(walk.Gaps());
   return contents;
 }
 
@@ -261,8 +262,13 @@ bool AviChunkWalk::IsChunkOfAvi(const Header& header) const {
   if (StreamOfCode(header.code, streams_)) {
     return !isBehindIndex_ && IsKnownKind(KindOfCode(header.code));
   }
-  const bool isIndex = (header.code & 0xFFFF) == ("ix00"_fourcc & 0xFFFF) && IsWord(header.code);
-  return isIndex || header.code == "idx1"_fourcc || header.code == "JUNK"_fourcc;
+  return IsFiller(header.code) || header.code == "idx1"_fourcc;
+}
+
+/// Whether a chunk of that code belongs between the chunks of the streams.
+bool AviChunkWalk::IsFiller(FourCc code) const {
+  const bool isIndex = (code & 0xFFFF) == ("ix00"_fourcc & 0xFFFF) && IsWord(code);
+  return isIndex || code == "JUNK"_fourcc;
 }
 
 /// Whether a chunk begins there, be its size what it may.
@@ -278,10 +284,12 @@ std::uint64_t AviChunkWalk::BehindChunk(std::uint64_t end) const {
 }
 
 /// The first place from there on where a chunk begins; the file's end when there is none.
-std::uint64_t AviChunkWalk::Search(std::uint64_t from) const {
+std::uint64_t AviChunkWalk::Search(std::uint64_t from) {
   // The next chunk is mostly near, and a file may have damage at every few bytes.
   constexpr std::size_t kFirstBlock = 64;
   constexpr std::size_t kLargestBlock = std::size_t{1} << 16;
+  constexpr std::uint64_t kSectorBytes = 512;
+  wasUnreadable_ = false;
   Bytes block;
   std::size_t size = kFirstBlock;
   for (std::uint64_t begin = from; begin < file_.Size();
@@ -289,7 +297,14 @@ std::uint64_t AviChunkWalk::Search(std::uint64_t from) const {
     block.resize(static_cast<std::size_t>(
         std::min<std::uint64_t>(size + kListHeaderBytes, file_.Size() - begin)));
     if (!file_.Read(begin, block)) {
-      break;
+      // A bad sector: only what cannot be read is passed over.
+      size = static_cast<std::size_t>(
+          std::min(kSectorBytes - begin % kSectorBytes, file_.Size() - begin));
+      block.resize(size);
+      if (!file_.Read(begin, block)) {
+        wasUnreadable_ = true;
+        continue;
+      }
     }
     block.resize(size + kListHeaderBytes);  // No chunk begins among the zeros behind the end.
     for (std::size_t i = 0; i < size; ++i) {
@@ -304,34 +319,67 @@ std::uint64_t AviChunkWalk::Search(std::uint64_t from) const {
   return file_.Size();
 }
 
+/// Notes what lies between two places, unless it is too short for a chunk. Outside the lists of
+/// chunks are headers and the like, in which a whole frame has no room.
+void AviChunkWalk::Note(std::uint64_t begin, std::uint64_t end) {
+  constexpr std::uint64_t kMostOfHeaders = std::uint64_t{1} << 16;
+  if (end >= begin + (isInMovie_ || wasUnreadable_ ? kChunkHeaderBytes : kMostOfHeaders)) {
+    gaps_.push_back(
+        {begin, end - begin,
+         wasUnreadable_ ? AviContents::Gap::Why::kUnreadable : AviContents::Gap::Why::kNoChunk});
+  }
+}
+
 std::optional<AviChunkWalk::Found> AviChunkWalk::Next() {
-  while (const std::optional<Header> header = HeaderAt(position_)) {
-    const std::uint64_t begin = position_ + kChunkHeaderBytes;
+  while (position_ < file_.Size()) {
+    const std::uint64_t at = position_;
+    const std::optional<Header> header = HeaderAt(at);
+    if (!header || !IsWord(header->code)) {
+      position_ = Search(header ? at + 1 : at);
+      Note(at, position_);
+      continue;
+    }
+    const std::uint64_t begin = at + kChunkHeaderBytes;
+    const std::uint64_t end = begin + header->bytes;
     const bool fits = file_.Holds(begin, header->bytes);
-    const std::uint64_t next = fits ? BehindChunk(begin + header->bytes) : file_.Size();
+    const std::uint64_t next = fits ? BehindChunk(end) : file_.Size();
     const bool isFollowed = fits && (next >= file_.Size() || IsBegin(next));
     if (IsList(header->code) && IsWord(header->listType)) {
       // Lists of chunks are entered, whatever they state of their sizes; all others are passed by.
       const FourCc type = header->listType;
-      const bool isEntered = type == "AVI "_fourcc || type == "AVIX"_fourcc ||
-                             type == "movi"_fourcc || type == "rec "_fourcc || !fits;
+      isInMovie_ = type == "movi"_fourcc || type == "rec "_fourcc;
+      const bool isEntered = isInMovie_ || type == "AVI "_fourcc || type == "AVIX"_fourcc || !fits;
       isBehindIndex_ = false;
       position_ = isEntered ? begin + kListTypeBytes : next;
     } else if (header->code == "idx1"_fourcc) {
       isBehindIndex_ = true;
+      isInMovie_ = false;
       position_ = isFollowed ? next : Search(begin);
     } else if (const auto stream = StreamOfCode(header->code, streams_);
                stream && !isBehindIndex_) {
       Found found{header->code, *stream, begin, header->bytes, header->bytes};
+      isInMovie_ = true;
       position_ = isFollowed ? next : Search(begin);
-      if (position_ < begin + header->bytes || !fits) {
+      if (position_ < end) {
         // The size is damaged, or the file breaks off here.
-        found.bytes =
-            static_cast<std::uint32_t>(std::min<std::uint64_t>(position_ - begin, header->bytes));
+        found.bytes = static_cast<std::uint32_t>(position_ - begin);
+        if (position_ < file_.Size()) {
+          gaps_.push_back({at, position_ - at, AviContents::Gap::Why::kWrongSize});
+        }
+      } else if (!isFollowed) {
+        Note(PaddedBytes(end), position_);
       }
       return found;
+    } else if (isFollowed) {
+      position_ = next;
+      wasUnreadable_ = false;
+      if (isInMovie_ && !IsFiller(header->code)) {
+        Note(at, position_);
+      }
     } else {
-      position_ = IsWord(header->code) && isFollowed ? next : Search(position_ + 1);
+      const bool isWhole = fits && IsFiller(header->code);
+      position_ = Search(isWhole ? begin : at + 1);
+      Note(isWhole && position_ >= end ? PaddedBytes(end) : at, position_);
     }
   }
   return std::nullopt;

@@ -37,6 +37,18 @@ struct AviContents {
     std::uint32_t stated = 0;  ///< The bytes that it should have.
   };
   std::optional<BrokenChunk> broken;
+  /// What the search for chunks passed over, in the order of the file; something may be lost there.
+  struct Gap {
+    enum class Why {
+      kNoChunk,     ///< No chunk of a stream begins where one should.
+      kUnreadable,  ///< Likewise, and the file cannot be read there.
+      kWrongSize,   ///< What a chunk states of its size is not true; what is there is taken.
+    };
+    std::uint64_t position = 0;
+    std::uint64_t bytes = 0;
+    Why why = Why::kNoChunk;
+  };
+  std::vector<Gap> gaps;
 };
 
 /// True for four characters such as codes are made of.
@@ -82,7 +94,7 @@ class OpenDmlIndex {
 };
 
 /// Goes through the chunks of streams that lie in a file, whatever its lists state of their sizes.
-/// Where no chunk begins, the next one is searched for.
+/// Where no chunk begins, or none can be read, the next one is searched for.
 class AviChunkWalk {
  public:
   struct Found {
@@ -99,6 +111,9 @@ class AviChunkWalk {
 
   std::optional<Found> Next();
 
+  /// What was passed over so far.
+  std::vector<AviContents::Gap>& Gaps() { return gaps_; }
+
  private:
   struct Header {
     FourCc code = 0;
@@ -114,13 +129,19 @@ class AviChunkWalk {
   bool IsChunkOfAvi(const Header& header) const;
   bool IsBegin(std::uint64_t position) const;
   std::uint64_t BehindChunk(std::uint64_t end) const;
-  std::uint64_t Search(std::uint64_t from) const;
+  bool IsFiller(FourCc code) const;
+  std::uint64_t Search(std::uint64_t from);
+  void Note(std::uint64_t begin, std::uint64_t end);
 
   const RiffFile& file_;
   std::uint64_t position_;
   std::size_t streams_;
   /// Behind the index of a segment, whose entries look like chunks, only lists are looked for.
   bool isBehindIndex_ = false;
+  /// Where chunks of streams are, any other is out of place.
+  bool isInMovie_ = false;
+  bool wasUnreadable_ = false;  ///< A part of what the last search passed over.
+  std::vector<AviContents::Gap> gaps_;
 };
 
 /// Finds the chunks of all streams of an AVI by their OpenDML indexes (`superIndexes` are the
