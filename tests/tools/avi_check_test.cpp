@@ -21,12 +21,6 @@ std::string Findings(const TemporaryFile& file) {
   return text;
 }
 
-std::string LittleEndian(std::uint32_t value) {
-  Bytes bytes;
-  AppendLittleEndian32(bytes, value);
-  return {bytes.begin(), bytes.end()};
-}
-
 class CheckStructureOf : public testing::Test {
  protected:
   void Store(const AviLimits& limits = {}) {

@@ -106,6 +106,27 @@ inline std::size_t StoreSample(const TemporaryFile& file, const AviHeaders& head
   return writer.Segments();
 }
 
+inline std::string LittleEndian(std::uint32_t value) {
+  Bytes bytes;
+  AppendLittleEndian32(bytes, value);
+  return {bytes.begin(), bytes.end()};
+}
+
+/// A chunk of a file as text, filled up to an even size.
+inline std::string ChunkText(const std::string& code, std::string contents) {
+  std::string text = code + LittleEndian(static_cast<std::uint32_t>(contents.size())) + contents;
+  return text.size() % 2 == 0 ? text : text + '\0';
+}
+
+inline std::string ChunksText(const std::vector<SampleChunk>& chunks) {
+  constexpr const char* kCodes[] = {"00dc", "01wb", "02wb"};
+  std::string text;
+  for (const SampleChunk& chunk : chunks) {
+    text += ChunkText(kCodes[chunk.stream], {chunk.bytes.begin(), chunk.bytes.end()});
+  }
+  return text;
+}
+
 /// The chunks of one stream of a file.
 inline std::vector<SampleChunk> LoadStream(const AviReader& reader, std::size_t stream) {
   std::vector<SampleChunk> chunks;

@@ -153,6 +153,41 @@ TEST_F(Commands, CopyRescuesAFileWhoseWriterWasKilled) {
   EXPECT_TRUE(Contains(needless.errors, "has headers of its own")) << needless.errors;
 }
 
+TEST_F(Commands, CopyTakesTheHeadersThatItLacks) {
+  RecordClip("a", 10);
+  const Bytes contents = Contents("a.avi");
+  const std::string text(contents.begin(), contents.end());
+  Bytes noSound = contents;
+  noSound[text.find("strl", text.find("strl") + 1) - 8] = 'X';
+  Store("b.avi", noSound);
+  const Outcome without = Run("copy b.avi -o x.avi --keep-going");
+  EXPECT_EQ(without.code, 8);
+  EXPECT_TRUE(Contains(without.errors, " of stream 2 left out, which has no headers"))
+      << without.errors;
+  EXPECT_TRUE(Contains(Run("verify b.avi").output, "  stream 2, of which there are "));
+  const Outcome lent = Run("copy b.avi -o x.avi --like a.avi --keep-going");
+  EXPECT_EQ(lent.code, 0);
+  EXPECT_EQ(lent.errors,
+            In("b.avi") + ": the headers of stream 2 are those of " + In("a.avi") + '\n');
+  EXPECT_EQ(StreamBytes(In("x.avi"), 1), StreamBytes(In("a.avi"), 1));
+  // Headers of a file without sound leave the sound without.
+  Do("record a.y4m -o silent.avi -q");
+  Bytes headless = contents;
+  std::fill_n(headless.begin(), text.find("movi") + 4, std::uint8_t{0});
+  Store("c.avi", headless);
+  EXPECT_EQ(Run("copy c.avi -o x.avi --like silent.avi --keep-going").code, 8);
+  // And such of other pictures are none for these frames.
+  StoreY4m(In("d.y4m"), {{PixelFormat::kYuy2, 80, 48}, {25, 1}, FieldOrder::kTopFirst},
+           TestPictures({PixelFormat::kYuy2, 80, 48}, 1));
+  Do("record d.y4m -o d.avi -q");
+  ExpectFailure("copy c.avi -o y.avi --like d.avi", ExitCode::kInput,
+                "has frames of 64x48, the headers of " + In("d.avi") + " are for 80x48");
+  Do("play a.avi -o plain.avi --format yuy2 -q");
+  ExpectFailure("copy c.avi -o y.avi --like plain.avi", ExitCode::kInput,
+                "has no frame of the code YUY2");
+  EXPECT_FALSE(Exists("y.avi"));
+}
+
 TEST_F(Commands, WhatIsPassedOverIsTold) {
   RecordClip("a", 10);
   Bytes contents = Contents("a.avi");

@@ -6,6 +6,7 @@
 
 #include "tools/vfwtool/base/error.h"
 #include "tools/vfwtool/commands/transfer.h"
+#include "tools/vfwtool/media/mpeg.h"
 
 namespace vfwtool {
 namespace {
@@ -27,7 +28,7 @@ constexpr OptionSpec kLikeOption = {
     .value = "GOOD.avi",
     .help =
         "take the headers of this AVI, which was recorded\nin the same way, where the input "
-        "never got its own"};
+        "has none that can be used"};
 
 constexpr std::array kOptions = {
     kAviOutputOption,
@@ -93,6 +94,39 @@ std::pair<std::uint64_t, std::uint64_t> FindCut(const Arguments& arguments, cons
   return {begin, end};
 }
 
+/// Refuses lent headers that state other pictures than the frames do.
+void RequireFramesLike(const AviReader& reader, const std::string& like) {
+  constexpr std::uint32_t kMostOfHeaders = 4096;
+  const BitmapFormat bitmap = ReadBitmapFormat(reader.Format());
+  const bool isOwn = IsOwnCode(bitmap.compression);
+  const std::string code = bitmap.compression == 0 ? "RGB" : FourCcText(bitmap.compression);
+  bool hasFrames = false;
+  for (const AviChunk& frame : reader.Frames()) {
+    Bytes bytes;
+    if (frame.bytes == 0 ||
+        !reader.Read({frame.position, std::min(frame.bytes, kMostOfHeaders), true}, bytes)) {
+      continue;
+    }
+    hasFrames = true;
+    const MpegHeaders headers = ReadMpegHeaders(bytes);
+    const bool isMpeg =
+        headers.hasSequence && bytes.size() > 3 && bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 1;
+    if (isMpeg != isOwn) {
+      continue;  // A damaged one, or one of another codec.
+    }
+    if (isOwn && (std::cmp_not_equal(headers.width, bitmap.width) ||
+                  std::cmp_not_equal(headers.height, bitmap.height))) {
+      RefuseInput(reader.Name(), "has frames of ", headers.width, 'x', headers.height,
+                  ", the headers of ", like, " are for ", bitmap.width, 'x', bitmap.height);
+    }
+    return;
+  }
+  if (hasFrames) {
+    RefuseInput(reader.Name(), "has no frame of the code ", code, ", for which the headers of ",
+                like, " are");
+  }
+}
+
 std::unique_ptr<AviReader> OpenPart(const std::string& name, const Arguments& arguments,
                                     const ToolStreams& streams) {
   const std::optional<std::string> like = arguments.Value(kLikeOption.name);
@@ -100,9 +134,16 @@ std::unique_ptr<AviReader> OpenPart(const std::string& name, const Arguments& ar
     return std::make_unique<AviReader>(name);
   }
   auto reader = std::make_unique<AviReader>(name, AviReader(*like));
-  if (reader->HasOwnHeaders()) {
+  if (reader->LentStreams().empty()) {
     streams.errors << name << " has headers of its own, which are used; " << kLikeOption.name
                    << " is not needed\n";
+  }
+  for (const std::size_t stream : reader->LentStreams()) {
+    streams.errors << name << ": the headers of stream " << stream + 1 << " are those of " << *like
+                   << '\n';
+    if (stream == reader->VideoStream()) {
+      RequireFramesLike(*reader, *like);
+    }
   }
   return reader;
 }

@@ -42,6 +42,10 @@ void NameLosses(const AviReader& reader, DamageLog& log, const ToolStreams& stre
     streams.errors << reader.Name()
                    << ": behind what is left out, streams may be out of step with each other\n";
   }
+  for (const auto& [stream, chunks] : contents.strays) {
+    tell(": ", CountText(chunks, "chunk"), " of stream ", stream + 1,
+         " left out, which has no headers; see 'copy' and --like");
+  }
   if (contents.broken) {
     const bool isVideo = contents.broken->stream == reader.VideoStream();
     tell(" breaks off inside ",

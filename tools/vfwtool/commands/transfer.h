@@ -151,7 +151,8 @@ void RemarkOnSegments(const AviWriter& writer, const std::string& output,
                       const Arguments& arguments, const ToolStreams& streams);
 
 /// Says on the error stream, and notes in the log, what of a damaged file nothing comes of: bytes
-/// among its chunks that are none, and what it breaks off in the middle of.
+/// among its chunks that are none, streams without headers, and what it breaks off in the middle
+/// of.
 void NameLosses(const AviReader& reader, DamageLog& log, const ToolStreams& streams);
 
 /// What a stream of an AVI is, such as "sound stream 1 (PCM, 48000 Hz, 2 channels, 16 bits)".

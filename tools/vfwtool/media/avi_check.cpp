@@ -29,6 +29,10 @@ class StructureCheck {
       CheckOpenDmlIndex(stream);
     }
     CheckLengths();
+    for (const auto& [stream, chunks] : reader_.Contents().strays) {
+      report_({.what = Concat("stream ", stream + 1, ", of which there are ",
+                              CountText(chunks, "chunk"), ", has no headers")});
+    }
   }
 
  private:

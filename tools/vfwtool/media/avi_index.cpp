@@ -26,6 +26,13 @@ bool IsWordCharacter(unsigned character) {
          (character >= 'a' && character <= 'z') || character == ' ' || character == '_';
 }
 
+/// The stream of a chunk, be it one of the first `streams`, which have headers, or not.
+std::optional<std::size_t> AnyStreamOfCode(FourCc code, std::size_t streams) {
+  const std::optional<std::size_t> stream = StreamOfCode(code, kMaxAviStreams);
+  const bool isKnown = stream && (*stream < streams || IsKnownKind(KindOfCode(code)));
+  return isKnown ? stream : std::nullopt;
+}
+
 /// Adds a chunk to its stream.
 void Add(FourCc code, std::size_t stream, const AviChunk& chunk, AviContents& contents) {
   if (IsPaletteChange(code)) {
@@ -35,6 +42,14 @@ void Add(FourCc code, std::size_t stream, const AviChunk& chunk, AviContents& co
   contents.streams[stream].push_back(chunk);
   if (contents.kinds[stream][0] == 0) {
     contents.kinds[stream] = KindOfCode(code);
+  }
+}
+
+/// Counts a chunk of a stream without headers, if it is one.
+void CountStray(FourCc code, AviContents& contents) {
+  const std::size_t streams = contents.streams.size();
+  if (const auto stream = AnyStreamOfCode(code, streams); stream && *stream >= streams) {
+    ++contents.strays[*stream];
   }
 }
 
@@ -120,13 +135,14 @@ std::optional<AviContents> ByOpenDmlIndexes(const RiffFile& file,
   return contents;
 }
 
-/// The top level of a file of one segment: what the search by its index needs.
+/// The top level of the first segment: what the search by its index needs.
 struct Segment {
   std::vector<RiffChunk> movies;  ///< The lists of chunks, in the order of the file.
   std::optional<RiffChunk> index;
+  bool isOnly = true;
 };
 
-std::optional<Segment> OnlySegment(const RiffFile& file) {
+Segment FirstSegment(const RiffFile& file) {
   Segment segment;
   std::size_t count = 0;
   for (const RiffChunk& top : file.ChunksIn(0, file.Size())) {
@@ -134,7 +150,8 @@ std::optional<Segment> OnlySegment(const RiffFile& file) {
       continue;
     }
     if (++count > 1) {
-      return std::nullopt;
+      segment.isOnly = false;
+      break;
     }
     for (const RiffChunk& chunk : file.ChunksIn(top)) {
       if (chunk.listType == "movi"_fourcc) {
@@ -166,16 +183,16 @@ std::optional<std::uint64_t> IndexBase(const RiffFile& file, const Segment& segm
 }
 
 std::optional<AviContents> ByIndex(const RiffFile& file, std::size_t streams) {
-  const std::optional<Segment> segment = OnlySegment(file);
-  if (!segment || !segment->index) {
+  const Segment segment = FirstSegment(file);
+  if (!segment.isOnly || !segment.index) {
     return std::nullopt;
   }
-  const Bytes bytes = file.Contents(*segment->index);
+  const Bytes bytes = file.Contents(*segment.index);
   const View index(bytes);
   if (index.size() < kIndexEntryBytes) {
     return std::nullopt;
   }
-  const std::optional<std::uint64_t> base = IndexBase(file, *segment, index);
+  const std::optional<std::uint64_t> base = IndexBase(file, segment, index);
   if (!base) {
     return std::nullopt;
   }
@@ -184,6 +201,7 @@ std::optional<AviContents> ByIndex(const RiffFile& file, std::size_t streams) {
     const FourCc code = ReadLittleEndian32(index, i);
     const std::optional<std::size_t> stream = StreamOfCode(code, streams);
     if (!stream) {
+      CountStray(code, contents);
       continue;
     }
     const AviChunk chunk{.position = *base + ReadLittleEndian32(index, i + 8) + kChunkHeaderBytes,
@@ -197,6 +215,15 @@ std::optional<AviContents> ByIndex(const RiffFile& file, std::size_t streams) {
   return contents;
 }
 
+/// Finds streams without headers, which OpenDML indexes do not show, in the first segment's index.
+void CountStrays(const RiffFile& file, AviContents& contents) {
+  const std::optional<RiffChunk> chunk = FirstSegment(file).index;
+  const Bytes index = chunk ? file.Contents(*chunk) : Bytes();
+  for (std::size_t i = 0; i + kIndexEntryBytes <= index.size(); i += kIndexEntryBytes) {
+    CountStray(ReadLittleEndian32(index, i), contents);
+  }
+}
+
 /// Whether the chunks of an index are those of the file: not the same bytes many times, and none
 /// behind the last one.
 bool IsComplete(const RiffFile& file, const AviContents& contents) {
@@ -208,8 +235,15 @@ bool IsComplete(const RiffFile& file, const AviContents& contents) {
       end = std::max(end, chunk.position + chunk.bytes);
     }
   }
-  return bytes <= file.Size() && end != 0 &&
-         !AviChunkWalk(file, PaddedBytes(end), contents.streams.size()).Next();
+  if (bytes > file.Size() || end == 0) {
+    return false;
+  }
+  AviChunkWalk walk(file, PaddedBytes(end), contents.streams.size());
+  std::optional<AviChunkWalk::Found> found = walk.Next();
+  while (found && found->stream >= contents.streams.size()) {
+    found = walk.Next();
+  }
+  return !found;
 }
 
 /// Which frames are key frames stands nowhere but in an index; here all are taken for such, as
@@ -219,7 +253,9 @@ AviContents ByChunks(const RiffFile& file, std::size_t streams) {
   AviChunkWalk walk(file, 0, streams);
   while (const std::optional<AviChunkWalk::Found> found = walk.Next()) {
     const AviChunk chunk{found->position, found->bytes, true};
-    if (found->bytes == found->stated || chunk.position + chunk.bytes < file.Size()) {
+    if (found->stream >= streams) {
+      CountStray(found->code, contents);
+    } else if (found->bytes == found->stated || chunk.position + chunk.bytes < file.Size()) {
       Add(found->code, found->stream, chunk, contents);
     } else {
       contents.broken = {found->stream, chunk, found->stated};
@@ -259,7 +295,7 @@ bool AviChunkWalk::IsChunkOfAvi(const Header& header) const {
   if (IsList(header.code)) {
     return IsWord(header.listType);
   }
-  if (StreamOfCode(header.code, streams_)) {
+  if (StreamOfCode(header.code, kMaxAviStreams)) {
     return !isBehindIndex_ && IsKnownKind(KindOfCode(header.code));
   }
   return IsFiller(header.code) || header.code == "idx1"_fourcc;
@@ -355,7 +391,7 @@ std::optional<AviChunkWalk::Found> AviChunkWalk::Next() {
       isBehindIndex_ = true;
       isInMovie_ = false;
       position_ = isFollowed ? next : Search(begin);
-    } else if (const auto stream = StreamOfCode(header->code, streams_);
+    } else if (const auto stream = AnyStreamOfCode(header->code, streams_);
                stream && !isBehindIndex_) {
       Found found{header->code, *stream, begin, header->bytes, header->bytes};
       isInMovie_ = true;
@@ -387,9 +423,11 @@ std::optional<AviChunkWalk::Found> AviChunkWalk::Next() {
 
 AviContents FindAviChunks(const RiffFile& file, std::span<const Bytes> superIndexes) {
   std::optional<AviContents> contents = ByOpenDmlIndexes(file, superIndexes);
-  if (!contents || !IsComplete(file, *contents)) {
-    contents = ByIndex(file, superIndexes.size());
+  if (contents && IsComplete(file, *contents)) {
+    CountStrays(file, *contents);
+    return std::move(*contents);
   }
+  contents = ByIndex(file, superIndexes.size());
   if (!contents || !IsComplete(file, *contents)) {
     contents = ByChunks(file, superIndexes.size());
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -49,6 +50,8 @@ struct AviContents {
     Why why = Why::kNoChunk;
   };
   std::vector<Gap> gaps;
+  /// How many chunks there are of streams that have no headers, by the streams' numbers.
+  std::map<std::size_t, std::uint64_t> strays;
 };
 
 /// True for four characters such as codes are made of.
@@ -93,7 +96,8 @@ class OpenDmlIndex {
   std::span<const std::uint8_t> index_;
 };
 
-/// Goes through the chunks of streams that lie in a file, whatever its lists state of their sizes.
+/// Goes through the chunks of streams that lie in a file, whatever its lists state of their sizes,
+/// those of streams without headers included.
 /// Where no chunk begins, or none can be read, the next one is searched for.
 class AviChunkWalk {
  public:
@@ -105,7 +109,7 @@ class AviChunkWalk {
     std::uint32_t bytes = 0;     ///< The bytes that there are.
   };
 
-  /// Looks for chunks of `streams` streams from `position` on. `file` must outlive the object.
+  /// Looks for chunks from `position` on; `streams` have headers. `file` must outlive the object.
   AviChunkWalk(const RiffFile& file, std::uint64_t position, std::size_t streams)
       : file_(file), position_(position), streams_(streams) {}
 

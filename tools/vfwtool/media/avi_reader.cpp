@@ -9,8 +9,27 @@
 namespace vfwtool {
 namespace {
 
-/// The bytes of a stream header that has all fields up to the length.
-constexpr std::size_t kLeastStreamHeaderBytes = 36;
+/// What is wrong with the format of a video; empty when nothing is.
+std::string WrongFormat(const Bytes& format) {
+  if (format.size() < kBitmapHeaderBytes) {
+    return "the stream format is too short";
+  }
+  // A codec may read as much as the header says that it has.
+  const std::uint32_t stated = ReadLittleEndian32(format, 0);
+  const bool isRight = stated >= kBitmapHeaderBytes && stated <= format.size();
+  return isRight ? "" : "the stream format states a wrong size";
+}
+
+/// Whether headers say what is needed to make anything of the stream's chunks.
+bool AreUsable(const AviStreamHeaders& stream) {
+  if (stream.IsVideo()) {
+    return stream.Rate().IsValid() && WrongFormat(stream.format).empty();
+  }
+  if (stream.IsSound()) {
+    return stream.Rate().IsValid() && stream.format.size() >= kSoundFormatBytes;
+  }
+  return stream.Type() == "txts"_fourcc || stream.Type() == "mids"_fourcc;
+}
 
 std::unique_ptr<std::istream> OpenAvi(const std::string& name) {
   if (name == kStandardStream) {
@@ -32,10 +51,8 @@ AviReader::AviReader(std::unique_ptr<std::istream> file, std::uint64_t fileBytes
     : name_(std::move(name)), stream_(std::move(file)), fileBytes_(fileBytes) {
   const RiffFile riff(*stream_, fileBytes_);
   const bool isAvi = ReadHeaders(riff);
-  if (headers_.streams.empty() && lent != nullptr) {
-    headers_ = *lent;
-    superIndexes_.assign(headers_.streams.size(), {});
-    hasOwnHeaders_ = false;
+  if (lent != nullptr) {
+    Lend(*lent);
   } else if (!isAvi) {
     RefuseInput(name_, "is not an AVI");
   }
@@ -92,13 +109,38 @@ void AviReader::ReadStream(const RiffFile& file, const RiffChunk& list) {
       stream.others.push_back({chunk.code, file.Contents(chunk)});
     }
   }
-  if (stream.header.size() < kLeastStreamHeaderBytes) {
-    RefuseInput(name_, "a stream header is too short");
-  }
   stream.header.resize(std::max(stream.header.size(), kStreamHeaderBytes));
   stream.chunkKind = stream.IsSound() ? std::array{'w', 'b'} : std::array{'d', 'c'};
   headers_.streams.push_back(std::move(stream));
   superIndexes_.push_back(std::move(superIndex));
+}
+
+/// Puts lent headers in the place of those that are missing or cannot be used.
+void AviReader::Lend(const AviHeaders& lent) {
+  if (headers_.streams.empty()) {
+    headers_ = {.streams = {}, .others = lent.others, .lists = lent.lists};
+  }
+  std::vector<AviStreamHeaders> own = std::exchange(headers_.streams, {});
+  std::vector<Bytes> indexes = std::exchange(superIndexes_, {});
+  // Where there are fewer than lent ones, any may be the one that is missing.
+  const bool areAllThere = own.size() >= lent.streams.size();
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < lent.streams.size(); ++i) {
+    const bool isThere = next < own.size();
+    const bool isUsable = isThere && AreUsable(own[next]);
+    const bool isOwn = isUsable && (areAllThere || own[next].Type() == lent.streams[i].Type());
+    headers_.streams.push_back(isOwn ? own[next] : lent.streams[i]);
+    if (!isOwn) {
+      lentStreams_.push_back(i);
+    }
+    const bool isDone = isThere && (isOwn || !isUsable);
+    superIndexes_.push_back(isDone ? indexes[next] : Bytes());
+    next += isDone ? 1U : 0U;
+  }
+  for (; next < own.size(); ++next) {
+    headers_.streams.push_back(own[next]);
+    superIndexes_.push_back(indexes[next]);
+  }
 }
 
 void AviReader::RequireVideo() {
@@ -110,13 +152,8 @@ void AviReader::RequireVideo() {
   if (!Rate().IsValid()) {
     RefuseInput(name_, "the stream header states no frame rate");
   }
-  if (Format().size() < kBitmapHeaderBytes) {
-    RefuseInput(name_, "the stream format is too short");
-  }
-  // A codec may read as much as the header says that it has.
-  if (const std::uint32_t stated = ReadLittleEndian32(Format(), 0);
-      stated < kBitmapHeaderBytes || stated > Format().size()) {
-    RefuseInput(name_, "the stream format states a wrong size");
+  if (const std::string wrong = WrongFormat(Format()); !wrong.empty()) {
+    RefuseInput(name_, wrong);
   }
 }
 

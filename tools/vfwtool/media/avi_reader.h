@@ -22,8 +22,8 @@ class AviReader {
   /// Throws ToolError (kInput) when the file cannot be read or has no video.
   explicit AviReader(const std::string& name);
 
-  /// The same for a file that may lack headers: those of `lender` serve then, of a file with the
-  /// same streams.
+  /// The same for a file that may lack headers, or have some that cannot be used: those of
+  /// `lender`, a file with the same streams, serve in their place.
   AviReader(const std::string& name, const AviReader& lender);
 
   /// Reads `file`, of `fileBytes`; `name` is used in messages.
@@ -34,8 +34,8 @@ class AviReader {
   std::uint64_t FileSize() const { return fileBytes_; }
 
   const AviHeaders& Headers() const { return headers_; }
-  /// False where they are the lender's.
-  bool HasOwnHeaders() const { return hasOwnHeaders_; }
+  /// The streams whose headers are the lender's.
+  const std::vector<std::size_t>& LentStreams() const { return lentStreams_; }
   const AviContents& Contents() const { return contents_; }
   /// The contents of the streams' "indx"; empty where there is none.
   const std::vector<Bytes>& SuperIndexes() const { return superIndexes_; }
@@ -68,6 +68,7 @@ class AviReader {
   bool ReadHeaders(const RiffFile& file);
   void ReadHeaderList(const RiffFile& file, const RiffChunk& list);
   void ReadStream(const RiffFile& file, const RiffChunk& list);
+  void Lend(const AviHeaders& lent);
   void RequireVideo();
 
   std::string name_;
@@ -75,7 +76,7 @@ class AviReader {
   std::uint64_t fileBytes_;
   AviHeaders headers_;
   std::vector<Bytes> superIndexes_;
-  bool hasOwnHeaders_ = true;
+  std::vector<std::size_t> lentStreams_;
   AviContents contents_;
   std::size_t video_ = 0;
   Bytes frame_;
