@@ -35,8 +35,11 @@ TEST(AviRescue, TellsWhereAFileBreaksOff) {
   cut.Store(text.substr(0, lastSound + 8 + 4001));
   const AviReader inSound(cut.Name());
   EXPECT_EQ(inSound.FrameCount(), 9U);
-  EXPECT_EQ(inSound.Contents().streams[1].size(), 9U);
+  // The sound to the last sample of 4 bytes.
+  ASSERT_EQ(inSound.Contents().streams[1].size(), 10U);
+  EXPECT_EQ(inSound.Contents().streams[1].back(), (AviChunk{lastSound + 8, 4000, true}));
   EXPECT_EQ(inSound.Contents().broken->stream, 1U);
+  EXPECT_EQ(inSound.Contents().broken->kept, 4000U);
 }
 
 TEST(AviRescue, GoesOnBehindDamage) {

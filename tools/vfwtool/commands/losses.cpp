@@ -47,12 +47,13 @@ void NameLosses(const AviReader& reader, DamageLog& log, const ToolStreams& stre
          " left out, which has no headers; see 'copy' and --like");
   }
   if (contents.broken) {
-    const bool isVideo = contents.broken->stream == reader.VideoStream();
+    const AviContents::BrokenChunk& broken = *contents.broken;
+    const bool isVideo = broken.stream == reader.VideoStream();
     tell(" breaks off inside ",
-         isVideo ? Concat("frame ", reader.FrameCount() + 1)
-                 : StreamText(reader, contents.broken->stream),
-         ": the last ", contents.broken->chunk.bytes, " of ", contents.broken->stated,
-         " bytes are left out");
+         isVideo ? Concat("frame ", reader.FrameCount() + 1) : StreamText(reader, broken.stream),
+         broken.kept != 0 ? Concat(": of ", broken.stated, " bytes, ", broken.kept, " are there")
+                          : Concat(": the last ", broken.chunk.bytes, " of ", broken.stated,
+                                   " bytes are left out"));
   }
   if (contents.paletteChanges != 0) {
     streams.errors << reader.Name() << ": " << CountText(contents.paletteChanges, "change")

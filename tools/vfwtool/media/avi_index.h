@@ -31,11 +31,12 @@ struct AviContents {
   /// Changes of a video's palette, which are no frames and which the tool leaves out.
   std::uint64_t paletteChanges = 0;
   /// Of the chunk in which the file breaks off, if there is one: its stream, and the bytes that
-  /// there are of it. It is not among the stream's chunks.
+  /// there are of it. It is not among the stream's chunks, but for whole samples of PCM.
   struct BrokenChunk {
     std::size_t stream = 0;
     AviChunk chunk;
     std::uint32_t stated = 0;  ///< The bytes that it should have.
+    std::uint32_t kept = 0;    ///< Those that are whole samples.
   };
   std::optional<BrokenChunk> broken;
   /// What the search for chunks passed over, in the order of the file; something may be lost there.

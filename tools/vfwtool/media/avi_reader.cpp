@@ -58,6 +58,7 @@ AviReader::AviReader(std::unique_ptr<std::istream> file, std::uint64_t fileBytes
   }
   RequireVideo();
   contents_ = FindAviChunks(riff, superIndexes_);
+  KeepWholeSamples();
   for (std::size_t i = 0; i < headers_.streams.size(); ++i) {
     if (contents_.kinds[i][0] != 0) {
       headers_.streams[i].chunkKind = contents_.kinds[i];
@@ -154,6 +155,20 @@ void AviReader::RequireVideo() {
   }
   if (const std::string wrong = WrongFormat(Format()); !wrong.empty()) {
     RefuseInput(name_, wrong);
+  }
+}
+
+/// Of PCM in which the file breaks off, what is there belongs to the stream.
+void AviReader::KeepWholeSamples() {
+  if (!contents_.broken) {
+    return;
+  }
+  AviContents::BrokenChunk& broken = *contents_.broken;
+  const AviStreamHeaders& headers = headers_.streams[broken.stream];
+  const SoundFormat format = ReadSoundFormat(headers.format);
+  if (headers.IsSound() && format.IsPcm() && broken.chunk.bytes >= format.blockBytes) {
+    broken.kept = broken.chunk.bytes - broken.chunk.bytes % format.blockBytes;
+    contents_.streams[broken.stream].push_back({broken.chunk.position, broken.kept, true});
   }
 }
 

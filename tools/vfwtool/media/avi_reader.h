@@ -70,6 +70,7 @@ class AviReader {
   void ReadStream(const RiffFile& file, const RiffChunk& list);
   void Lend(const AviHeaders& lent);
   void RequireVideo();
+  void KeepWholeSamples();
 
   std::string name_;
   std::unique_ptr<std::istream> stream_;
