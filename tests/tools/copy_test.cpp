@@ -106,7 +106,9 @@ TEST_F(Commands, CopyNamesTheFirstDifference) {
 
 TEST_F(Commands, CopyTakesACutBackToAKeyFrame) {
   {
-    AviWriter writer(In("a.avi"), {.streams = {SampleVideo()}, .others = {}, .lists = {}});
+    AviStreamHeaders video = SampleVideo();
+    StoreLittleEndian32(video.format, 16, "TEST"_fourcc);
+    AviWriter writer(In("a.avi"), {.streams = {video}, .others = {}, .lists = {}});
     for (std::size_t i = 0; i < 10; ++i) {
       writer.Write(0, SampleBytes(20, i), i % 4 == 0);
     }
@@ -121,6 +123,32 @@ TEST_F(Commands, CopyTakesACutBackToAKeyFrame) {
   ASSERT_EQ(copy.FrameCount(), 6U);
   EXPECT_EQ(LoadStream(copy, 0)[0], (SampleChunk{0, SampleBytes(20, 4), true}));
   EXPECT_FALSE(copy.Frame(1).isKeyFrame);
+  // Without an index nobody knows.
+  Bytes contents = Contents("a.avi");
+  const std::string text(contents.begin(), contents.end());
+  contents.resize(text.find("idx1"));
+  Store("c.avi", contents);
+  const Outcome unknown = Run("copy c.avi -o b.avi --from 8");
+  EXPECT_EQ(unknown.code, 0);
+  EXPECT_EQ(unknown.errors, In("c.avi") +
+                                " has no index, which alone tells the key frames of the code TEST: "
+                                "the cut may begin with a frame that builds on others\n");
+}
+
+TEST_F(Commands, EveryFrameOfThisCodecIsAKeyFrame) {
+  RecordClip("a", 10);
+  Bytes contents = Contents("a.avi");
+  const std::string text(contents.begin(), contents.end());
+  for (std::size_t entry = text.find("idx1") + 8; entry < text.size(); entry += kIndexEntryBytes) {
+    StoreLittleEndian32(contents, entry + 4, 0);
+  }
+  Store("b.avi", contents);
+  Do("copy a.avi -o x.avi --from 6 --to 7 -q");
+  Do("copy b.avi -o y.avi --from 6 --to 7 -q");
+  EXPECT_EQ(StreamBytes(In("y.avi"), 0), StreamBytes(In("x.avi"), 0));
+  EXPECT_TRUE(Contains(Do("verify y.avi"), "Nothing is wrong."));
+  EXPECT_TRUE(Contains(Run("verify b.avi").output,
+                       "the index does not mark 10 frames as the key frames that they are\n"));
 }
 
 TEST_F(Commands, CopyRescuesAFileWhoseWriterWasKilled) {

@@ -94,12 +94,6 @@ JsonObject CodecDescription::Json() const {
   return json;
 }
 
-bool IsOwnCode(FourCc code) {
-  const FourCc upper = qivm::UpperCaseFourCC(code);
-  return upper != 0 &&
-         std::ranges::find(qivm::kDefaultFourCCList, upper) != qivm::kDefaultFourCCList.end();
-}
-
 std::string CodecCodes() {
   std::string codes;
   for (const CodecDescription& codec : ListCodecs()) {

@@ -86,9 +86,6 @@ std::unique_ptr<Codec> OpenCompressor(FourCc code);
 /// `handler`. Null when there is none.
 std::unique_ptr<Codec> FindDecompressor(FourCc handler, const Bytes& format);
 
-/// True for the codes of this project's own codec, in whatever case.
-bool IsOwnCode(FourCc code);
-
 /// How all codecs that there are present themselves.
 std::vector<CodecDescription> ListCodecs();
 

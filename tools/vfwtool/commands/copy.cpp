@@ -219,6 +219,14 @@ void BeginWithKeyFrame(Part& part, const ToolStreams& streams) {
                    << " builds on others; the cut begins with the key frame before it, "
                    << FramePlace(*part.reader, part.begin) << '\n';
   }
+  const FourCc code = ReadBitmapFormat(part.reader->Format()).compression;
+  if (part.begin != 0 && part.reader->Contents().foundBy == AviContents::FoundBy::kChunks &&
+      ReadBitmapFormat(part.reader->Format()).NeedsCodec() && !IsOwnCode(code)) {
+    streams.errors << part.reader->Name()
+                   << " has no index, which alone tells the key frames of the code "
+                   << FourCcText(code)
+                   << ": the cut may begin with a frame that builds on others\n";
+  }
 }
 
 /// The parts of the inputs that the arguments ask for.

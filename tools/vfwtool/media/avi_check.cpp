@@ -190,6 +190,10 @@ void StructureCheck::CheckFirstIndex() {
     }
     return;
   }
+  if (const std::uint32_t frames = reader_.UnmarkedKeyFrames(); frames != 0) {
+    Tell(index_->begin, "the index does not mark ", CountText(frames, "frame"),
+         frames == 1 ? " as the key frame that it is" : " as the key frames that they are");
+  }
   const Bytes index = file_.Contents(*index_);
   std::vector<std::size_t> entries(streams_.size());
   std::vector<bool> isTold(streams_.size());

@@ -59,6 +59,7 @@ AviReader::AviReader(std::unique_ptr<std::istream> file, std::uint64_t fileBytes
   RequireVideo();
   contents_ = FindAviChunks(riff, superIndexes_);
   KeepWholeSamples();
+  MarkKeyFrames();
   for (std::size_t i = 0; i < headers_.streams.size(); ++i) {
     if (contents_.kinds[i][0] != 0) {
       headers_.streams[i].chunkKind = contents_.kinds[i];
@@ -169,6 +170,17 @@ void AviReader::KeepWholeSamples() {
   if (headers.IsSound() && format.IsPcm() && broken.chunk.bytes >= format.blockBytes) {
     broken.kept = broken.chunk.bytes - broken.chunk.bytes % format.blockBytes;
     contents_.streams[broken.stream].push_back({broken.chunk.position, broken.kept, true});
+  }
+}
+
+void AviReader::MarkKeyFrames() {
+  if (!IsOwnCode(ReadBitmapFormat(Format()).compression)) {
+    return;
+  }
+  for (AviChunk& frame : contents_.streams[video_]) {
+    const bool isKeyFrame = frame.bytes != 0;
+    unmarkedKeyFrames_ += isKeyFrame && !frame.isKeyFrame ? 1U : 0U;
+    frame.isKeyFrame = isKeyFrame;
   }
 }
 

@@ -61,6 +61,10 @@ class AviReader {
   /// `index` counts from 0. An empty frame repeats the one before.
   const AviChunk& Frame(std::uint32_t index) const { return Frames().at(index); }
 
+  /// Every frame of this codec is a key frame unless it is empty, whatever an index says: how many
+  /// there are that it does not mark so.
+  std::uint32_t UnmarkedKeyFrames() const { return unmarkedKeyFrames_; }
+
   /// Reads a frame; valid until the next one. Throws ToolError (kInput).
   std::span<std::uint8_t> ReadFrame(std::uint32_t index);
 
@@ -71,6 +75,7 @@ class AviReader {
   void Lend(const AviHeaders& lent);
   void RequireVideo();
   void KeepWholeSamples();
+  void MarkKeyFrames();
 
   std::string name_;
   std::unique_ptr<std::istream> stream_;
@@ -80,6 +85,7 @@ class AviReader {
   std::vector<std::size_t> lentStreams_;
   AviContents contents_;
   std::size_t video_ = 0;
+  std::uint32_t unmarkedKeyFrames_ = 0;
   Bytes frame_;
 };
 

@@ -93,6 +93,11 @@ BitmapFormat ReadBitmapFormat(std::span<const std::uint8_t> format) {
           .compression = ReadLittleEndian32(format, 16)};
 }
 
+bool IsOwnCode(FourCc code) {
+  const FourCc upper = qivm::UpperCaseFourCC(code);
+  return upper == qivm::kQivm || upper == qivm::kMmes;
+}
+
 bool BitmapFormat::NeedsCodec() const {
   constexpr FourCc kBitFields = 3;  // BI_RGB, BI_RLE8, BI_RLE4 and BI_BITFIELDS are 0 to 3.
   return compression != qivm::kBiRgb && compression != kBitFields &&

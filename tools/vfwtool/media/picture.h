@@ -66,6 +66,9 @@ struct FrameLayout {
 /// The size of a BITMAPINFOHEADER, with which every video format begins.
 inline constexpr std::size_t kBitmapHeaderBytes = sizeof(qivm::BitmapInfoHeader);
 
+/// True for the codes of this project's own codec, in whatever case.
+bool IsOwnCode(FourCc code);
+
 /// What the tool looks at in a video format.
 struct BitmapFormat {
   std::int32_t width = 0;
