@@ -5,7 +5,7 @@
 
 #include "tests/fuzz/tool_input.h"
 #include "tools/vfwtool/base/error.h"
-#include "tools/vfwtool/media/avi_reader.h"
+#include "tools/vfwtool/media/avi_check.h"
 #include "tools/vfwtool/media/packets.h"
 
 namespace vfwtool {
@@ -72,7 +72,7 @@ void Look(std::span<const std::uint8_t> file, const AviHeaders* lent) {
       Require(!finding.what.empty(), "a finding is told in words");
       ++findings;
     });
-    Require(findings <= file.size() + reader.Headers().streams.size() * 4,
+    Require(findings <= file.size() + reader.Headers().streams.size() * 16 + 16,
             "findings are no more than there are bytes");
     for (std::size_t i = 0; i < reader.Headers().streams.size(); ++i) {
       if (i != reader.VideoStream()) {

@@ -14,7 +14,7 @@
 
 #include "tests/tools/avi_samples.h"
 #include "tests/tools/tool_errors.h"
-#include "tools/vfwtool/media/avi_reader.h"
+#include "tools/vfwtool/media/avi_check.h"
 
 namespace vfwtool {
 namespace {

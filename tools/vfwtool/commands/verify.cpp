@@ -1,11 +1,12 @@
 #include <array>
+#include <cstdlib>
 #include <memory>
 
 #include "tools/vfwtool/base/error.h"
 #include "tools/vfwtool/codecs/avi_source.h"
 #include "tools/vfwtool/commands/command.h"
 #include "tools/vfwtool/commands/transfer.h"
-#include "tools/vfwtool/media/avi_reader.h"
+#include "tools/vfwtool/media/avi_check.h"
 #include "tools/vfwtool/media/mpeg.h"
 
 namespace vfwtool {
@@ -71,13 +72,17 @@ struct VerifyReport {
 /// Decodes the frames of an AVI, where there is a codec for them.
 class FrameDecoder {
  public:
-  explicit FrameDecoder(const AviReader& reader) {
+  FrameDecoder(const AviReader& reader, const AviFindings& tell) {
     if (!ReadBitmapFormat(reader.Format()).NeedsCodec()) {
       return;
     }
-    if (std::unique_ptr<Codec> codec = FindDecompressor(reader.Handler(), reader.Format())) {
-      decompressor_.emplace(std::move(codec), reader.Format(), PixelFormat::kYuy2);
-      picture_.resize(decompressor_->Layout().FrameBytes());
+    try {
+      if (std::unique_ptr<Codec> codec = FindDecompressor(reader.Handler(), reader.Format())) {
+        decompressor_.emplace(std::move(codec), reader.Format(), PixelFormat::kYuy2);
+        picture_.resize(decompressor_->Layout().FrameBytes());
+      }
+    } catch (const ToolError& error) {
+      tell({.what = Concat("the frames cannot be decompressed: ", error.what())});
     }
   }
 
@@ -96,7 +101,7 @@ class FrameDecoder {
 
 /// What is wrong with one frame.
 void CheckFrame(const AviReader& reader, std::uint32_t index, FrameDecoder& decoder, Bytes& frame,
-                const std::function<void(AviFinding)>& tell) {
+                const AviFindings& tell) {
   const AviChunk& chunk = reader.Frame(index);
   if (!reader.Read(chunk, frame)) {
     tell({.frame = index, .offset = chunk.position, .what = "cannot be read"});
@@ -104,7 +109,7 @@ void CheckFrame(const AviReader& reader, std::uint32_t index, FrameDecoder& deco
   }
   const BitmapFormat bitmap = ReadBitmapFormat(reader.Format());
   if (IsOwnCode(bitmap.compression) && !frame.empty()) {
-    for (const FrameDamage& damage : FindDamage(frame, bitmap.width, bitmap.height)) {
+    for (const FrameDamage& damage : FindDamage(frame, bitmap.width, std::abs(bitmap.height))) {
       tell({.frame = index, .offset = chunk.position + damage.offset, .what = damage.what});
     }
   }
@@ -119,8 +124,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   constexpr std::size_t kMostEntries = 1000;
   const std::string& file = arguments.Operand(0);
   const AviReader reader(file);
-  FrameDecoder decoder(reader);
-  VerifyReport report{.file = file, .frames = reader.FrameCount(), .decoder = decoder.Name()};
+  VerifyReport report{.file = file, .frames = reader.FrameCount(), .decoder = {}};
   const auto tell = [&](const AviFinding& finding) {
     if (++report.count > kMostEntries) {
       return;
@@ -136,6 +140,8 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
     report.entries.push_back(std::move(entry));
   };
   CheckStructure(reader, tell);
+  FrameDecoder decoder(reader, tell);
+  report.decoder = decoder.Name();
   const Stopwatch watch;
   Bytes bytes;
   {
@@ -168,7 +174,8 @@ constinit const Command kVerifyCommand = {
     .name = "verify",
     .summary = "check every frame of an AVI, and how the file is put together",
     .description =
-        "Checks the structure of an AVI (chunks, both kinds of index, sizes and lengths), reads "
+        "Checks the structure of an AVI (chunks, both kinds of index, headers, sizes and lengths), "
+        "reads "
         "all of its frames and sound, checks the headers and every code of frames of this codec, "
         "and decodes them. Lists what is wrong with frame, moment and place in the file. The exit "
         "code is 0 only when nothing is.",

@@ -1,9 +1,10 @@
+#include "tools/vfwtool/media/avi_check.h"
+
 #include <algorithm>
 #include <utility>
 #include <vector>
 
 #include "tools/vfwtool/base/text.h"
-#include "tools/vfwtool/media/avi_reader.h"
 
 namespace vfwtool {
 namespace {
@@ -16,7 +17,7 @@ struct FoundStream {
 
 class StructureCheck {
  public:
-  StructureCheck(const AviReader& reader, const std::function<void(AviFinding)>& report)
+  StructureCheck(const AviReader& reader, const AviFindings& report)
       : reader_(reader),
         file_(reader.File()),
         report_(report),
@@ -54,17 +55,24 @@ class StructureCheck {
 
   void CheckSegments();
   void CheckSegment(const RiffChunk& segment);
-  void CheckHeaders(const RiffChunk& list);
+  void ReadLengths(const RiffChunk& list);
   void CheckMovie(const RiffChunk& movie);
   void CheckFirstIndex();
   void CheckOpenDmlIndex(std::size_t stream);
   void CheckLengths();
-  bool IsWhole(const RiffChunk& chunk, std::uint64_t position, std::uint64_t end);
+  void CheckSize(const RiffChunk& chunk, std::uint64_t position, std::uint64_t end);
+  std::uint64_t GoOnBehind(std::uint64_t position);
+  void CheckEntries();
+  const std::vector<AviChunk>& ChunksOf(std::size_t stream) const;
 
   const AviReader& reader_;
   RiffFile file_;
-  const std::function<void(AviFinding)>& report_;
+  const AviFindings& report_;
   std::vector<FoundStream> streams_;
+  /// Somewhere no chunk begins, so that not all are found one behind the other: what was found is
+  /// no measure of indexes and lengths then.
+  bool isBroken_ = false;
+  bool areHeadersChecked_ = false;
   std::size_t segments_ = 0;
   std::vector<RiffChunk> movies_;  ///< Of the first segment.
   std::optional<RiffChunk> index_;
@@ -72,21 +80,17 @@ class StructureCheck {
   std::optional<std::uint32_t> statedFramesOfAll_;
 };
 
-/// Whether a chunk at `position` fits into what ends at `end`; tells when it does not.
-bool StructureCheck::IsWhole(const RiffChunk& chunk, std::uint64_t position, std::uint64_t end) {
-  const std::uint64_t statedEnd = position + kChunkHeaderBytes + chunk.stated;
-  const std::string name =
-      Concat(FourCcText(chunk.code),
-             IsList(chunk.code) ? Concat(" \"", FourCcText(chunk.listType), '"') : "");
-  if (IsList(chunk.code) && statedEnd < chunk.end) {
-    Tell(position, "the size of the list ", name, " was never filled in");
-    return false;
+void StructureCheck::CheckSize(const RiffChunk& chunk, std::uint64_t position, std::uint64_t end) {
+  if (const std::string wrong = WrongSizeText(chunk, position, end); !wrong.empty()) {
+    Tell(position, wrong);
   }
-  if (statedEnd > end) {
-    Tell(position, name, " states ", statedEnd - end, " bytes more than there are");
-    return false;
-  }
-  return true;
+}
+
+/// Where the next chunk begins, when none does at `position`.
+std::uint64_t StructureCheck::GoOnBehind(std::uint64_t position) {
+  Tell(position, "no chunk begins where the one before ends");
+  isBroken_ = true;
+  return AviChunkWalk(file_, position, streams_.size()).Search(position + 1);
 }
 
 void StructureCheck::CheckSegments() {
@@ -94,11 +98,13 @@ void StructureCheck::CheckSegments() {
   while (position < file_.Size()) {
     const std::optional<RiffChunk> segment = file_.ChunkAt(position, file_.Size());
     if (!segment || segment->code != "RIFF"_fourcc) {
-      Tell(position, file_.Size() - position, " bytes behind the end of the last segment");
+      Tell(position, CountText(file_.Size() - position, "byte"),
+           " behind the end of the last segment");
+      isBroken_ |= AviChunkWalk(file_, position, streams_.size()).Search(position) < file_.Size();
       return;
     }
     ++segments_;
-    IsWhole(*segment, position, file_.Size());
+    CheckSize(*segment, position, file_.Size());
     CheckSegment(*segment);
     if (segments_ == 1) {
       for (FoundStream& stream : streams_) {
@@ -110,15 +116,19 @@ void StructureCheck::CheckSegments() {
 }
 
 void StructureCheck::CheckSegment(const RiffChunk& segment) {
+  bool isOutside = false;
   for (std::uint64_t position = segment.begin; position < segment.end;) {
     const std::optional<RiffChunk> chunk = file_.ChunkAt(position, segment.end);
     if (!chunk || !IsWord(chunk->code)) {
-      Tell(position, "no chunk begins where the one before ends");
-      return;
+      position = GoOnBehind(position);
+      continue;
     }
-    IsWhole(*chunk, position, segment.end);
+    CheckSize(*chunk, position, segment.end);
     if (chunk->listType == "hdrl"_fourcc) {
-      CheckHeaders(*chunk);
+      ReadLengths(*chunk);
+      if (!std::exchange(areHeadersChecked_, true)) {
+        CheckHeaders(reader_, *chunk, report_);
+      }
     } else if (chunk->listType == "movi"_fourcc) {
       if (segments_ == 1) {
         movies_.push_back(*chunk);
@@ -126,12 +136,17 @@ void StructureCheck::CheckSegment(const RiffChunk& segment) {
       CheckMovie(*chunk);
     } else if (chunk->code == "idx1"_fourcc && segments_ == 1) {
       index_ = chunk;
+    } else if (!isOutside && (chunk->code == "RIFF"_fourcc ||
+                              StreamOfCode(chunk->code, streams_.size()).has_value())) {
+      isOutside = true;
+      isBroken_ = true;
+      Tell(position, "the chunk ", FourCcText(chunk->code), " is out of place");
     }
     position = PaddedBytes(chunk->end);
   }
 }
 
-void StructureCheck::CheckHeaders(const RiffChunk& list) {
+void StructureCheck::ReadLengths(const RiffChunk& list) {
   constexpr std::size_t kTotalFramesOffset = 16;
   for (const RiffChunk& chunk : file_.ChunksIn(list)) {
     if (chunk.code == "avih"_fourcc && chunk.Size() >= kTotalFramesOffset + 4) {
@@ -152,18 +167,18 @@ void StructureCheck::CheckMovie(const RiffChunk& movie) {
   std::uint64_t position = movie.begin;
   while (!ends.empty()) {
     if (position >= ends.back()) {
-      position = PaddedBytes(ends.back());
+      position = std::max(position, PaddedBytes(ends.back()));
       ends.pop_back();
       continue;
     }
     const std::optional<RiffChunk> chunk = file_.ChunkAt(position, ends.back());
     if (!chunk || !IsWord(chunk->code)) {
-      Tell(position, "no chunk begins where the one before ends");
-      return;
+      position = GoOnBehind(position);
+      continue;
     }
     const std::optional<std::size_t> stream = StreamOfCode(chunk->code, streams_.size());
     if (!stream) {
-      IsWhole(*chunk, position, ends.back());
+      CheckSize(*chunk, position, ends.back());
     } else if (!IsPaletteChange(chunk->code)) {
       std::vector<AviChunk>& chunks = streams_[*stream].chunks;
       if (chunk->stated > chunk->Size()) {
@@ -194,6 +209,18 @@ void StructureCheck::CheckFirstIndex() {
     Tell(index_->begin, "the index does not mark ", CountText(frames, "frame"),
          frames == 1 ? " as the key frame that it is" : " as the key frames that they are");
   }
+  if (const std::uint64_t rest = index_->Size() % kIndexEntryBytes; rest != 0) {
+    Tell(index_->end - rest, "the index has ", CountText(rest, "byte"),
+         " behind its last whole entry");
+  }
+  if (!isBroken_) {
+    CheckEntries();
+  } else if (reader_.Contents().foundBy == AviContents::FoundBy::kChunks) {
+    Tell(index_->begin, "the index does not lead to the chunks");
+  }
+}
+
+void StructureCheck::CheckEntries() {
   const Bytes index = file_.Contents(*index_);
   std::vector<std::size_t> entries(streams_.size());
   std::vector<bool> isTold(streams_.size());
@@ -246,6 +273,9 @@ void StructureCheck::CheckOpenDmlIndex(std::size_t stream) {
     }
     return;
   }
+  if (isBroken_) {
+    return;
+  }
   std::size_t number = 0;
   std::uint64_t bytesLeft = file_.Size();
   for (std::size_t i = 0; i < super.Count(); ++i) {
@@ -276,11 +306,16 @@ void StructureCheck::CheckOpenDmlIndex(std::size_t stream) {
   }
 }
 
+/// The chunks of a stream, in a broken file those that all commands find.
+const std::vector<AviChunk>& StructureCheck::ChunksOf(std::size_t stream) const {
+  return isBroken_ ? reader_.Contents().streams[stream] : streams_[stream].chunks;
+}
+
 void StructureCheck::CheckLengths() {
   for (std::size_t i = 0; i < streams_.size(); ++i) {
     const AviStreamHeaders& headers = reader_.Headers().streams[i];
     std::uint64_t units = 0;
-    for (const AviChunk& chunk : streams_[i].chunks) {
+    for (const AviChunk& chunk : ChunksOf(i)) {
       units += headers.UnitsOf(chunk.bytes);
     }
     if (const std::uint32_t stated = headers.Field(StreamField::kLength); stated != units) {
@@ -288,21 +323,35 @@ void StructureCheck::CheckLengths() {
                               ", the stream has one of ", units)});
     }
   }
-  const FoundStream& video = streams_[reader_.VideoStream()];
-  if (statedFrames_ && *statedFrames_ != video.inFirstSegment &&
-      *statedFrames_ != video.chunks.size()) {
+  const std::size_t frames = ChunksOf(reader_.VideoStream()).size();
+  const std::size_t framesOfFirst = streams_[reader_.VideoStream()].inFirstSegment;
+  // Where it is the number of the first segment's frames, a break hides whether it is right.
+  const bool isKnown = !isBroken_ || segments_ == 1;
+  if (isKnown && statedFrames_ && *statedFrames_ != framesOfFirst && *statedFrames_ != frames) {
     report_({.what = Concat("the header of the file states ", CountText(*statedFrames_, "frame"),
-                            ", there are ", video.chunks.size())});
+                            ", there are ", frames)});
   }
-  if (statedFramesOfAll_ && *statedFramesOfAll_ != video.chunks.size()) {
+  if (statedFramesOfAll_ && *statedFramesOfAll_ != frames) {
     report_({.what = Concat("the OpenDML header states ", CountText(*statedFramesOfAll_, "frame"),
-                            ", there are ", video.chunks.size())});
+                            ", there are ", frames)});
   }
 }
 
 }  // namespace
 
-void CheckStructure(const AviReader& reader, const std::function<void(AviFinding)>& report) {
+std::string WrongSizeText(const RiffChunk& chunk, std::uint64_t position, std::uint64_t end) {
+  const std::uint64_t statedEnd = position + kChunkHeaderBytes + chunk.stated;
+  const std::string name =
+      Concat(FourCcText(chunk.code),
+             IsList(chunk.code) ? Concat(" \"", FourCcText(chunk.listType), '"') : "");
+  if (IsList(chunk.code) && statedEnd < chunk.end) {
+    return Concat("the size of the list ", name, " was never filled in");
+  }
+  return statedEnd > end ? Concat(name, " states ", statedEnd - end, " bytes more than there are")
+                         : "";
+}
+
+void CheckStructure(const AviReader& reader, const AviFindings& report) {
   StructureCheck(reader, report).Run();
 }
 

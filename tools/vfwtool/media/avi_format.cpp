@@ -96,6 +96,10 @@ bool SoundFormat::IsPcm() const {
   return (tag == kPcmTag || tag == kFloatTag) && blockBytes != 0 && samplesPerSecond != 0;
 }
 
+bool SoundFormat::IsKnown() const {
+  return std::ranges::find(kCodings, tag, &Coding::tag) != kCodings.end();
+}
+
 std::string SoundFormat::CodingText() const {
   const auto found = std::ranges::find(kCodings, tag, &Coding::tag);
   return found != kCodings.end() ? found->name : Concat("coding ", tag);

@@ -15,6 +15,10 @@ namespace vfwtool {
 /// An AVI names its streams by two decimal digits.
 inline constexpr std::size_t kMaxAviStreams = 100;
 
+/// The header of a file ("avih").
+inline constexpr std::size_t kMainHeaderBytes = 56;
+inline constexpr std::uint32_t kHasIndexFlag = 0x10;  // AVIF_HASINDEX
+
 /// The index of an AVI's first segment ("idx1").
 inline constexpr std::uint32_t kIndexEntryBytes = 16;
 inline constexpr std::uint32_t kKeyFrameFlag = 0x10;  // AVIIF_KEYFRAME
@@ -94,6 +98,8 @@ struct SoundFormat {
 
   /// Every block is one sample of all channels.
   bool IsPcm() const;
+  /// The coding is one that is met in AVIs.
+  bool IsKnown() const;
   /// "PCM, 48000 Hz, 2 channels, 16 bits"
   std::string Text() const;
   std::string CodingText() const;

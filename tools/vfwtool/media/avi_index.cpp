@@ -319,7 +319,6 @@ std::uint64_t AviChunkWalk::BehindChunk(std::uint64_t end) const {
   return padded != end && !IsBegin(padded) && IsBegin(end) ? end : padded;
 }
 
-/// The first place from there on where a chunk begins; the file's end when there is none.
 std::uint64_t AviChunkWalk::Search(std::uint64_t from) {
   // The next chunk is mostly near, and a file may have damage at every few bytes.
   constexpr std::size_t kFirstBlock = 64;

@@ -116,6 +116,9 @@ class AviChunkWalk {
 
   std::optional<Found> Next();
 
+  /// The first place from there on where a chunk begins; the file's end when there is none.
+  std::uint64_t Search(std::uint64_t from);
+
   /// What was passed over so far.
   std::vector<AviContents::Gap>& Gaps() { return gaps_; }
 
@@ -135,7 +138,6 @@ class AviChunkWalk {
   bool IsBegin(std::uint64_t position) const;
   std::uint64_t BehindChunk(std::uint64_t end) const;
   bool IsFiller(FourCc code) const;
-  std::uint64_t Search(std::uint64_t from);
   void Note(std::uint64_t begin, std::uint64_t end);
 
   const RiffFile& file_;

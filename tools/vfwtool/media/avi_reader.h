@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <istream>
 #include <memory>
 #include <optional>
@@ -88,17 +87,5 @@ class AviReader {
   std::uint32_t unmarkedKeyFrames_ = 0;
   Bytes frame_;
 };
-
-/// Something that is wrong with an AVI.
-struct AviFinding {
-  std::optional<std::uint32_t> frame{};   ///< Of the video, counted from 0, if it is about one.
-  std::optional<std::uint64_t> offset{};  ///< In the file.
-  std::string what;
-};
-
-/// Checks how an AVI is put together: that its segments, lists and chunks have the sizes that they
-/// state, that both kinds of index lead to all chunks and to nothing else, and that the headers
-/// state the right lengths. Tells `report` what is wrong, in the order in which it is found.
-void CheckStructure(const AviReader& reader, const std::function<void(AviFinding)>& report);
 
 }  // namespace vfwtool

@@ -16,7 +16,6 @@ constexpr std::size_t kMovieAlignment = 2048;
 
 // AVIF_HASINDEX and AVIF_ISINTERLEAVED. With AVIF_TRUSTCKTYPE, frames marked "dc" would never count
 // as key frames.
-constexpr std::uint32_t kHasIndexFlag = 0x10;
 constexpr std::uint32_t kInterleavedFlag = 0x100;
 // The list "odml" with its one chunk, "dmlh", of one number.
 constexpr std::size_t kOpenDmlListBytes = kListHeaderBytes + kChunkHeaderBytes + 4;
