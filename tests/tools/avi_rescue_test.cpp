@@ -130,6 +130,19 @@ TEST(AviRescue, GoesOnBehindWhatCannotBeRead) {
   EXPECT_EQ(gap.position + gap.bytes, text.find("00dc", bad + 512));
 }
 
+TEST(AviRescue, PassesByChunksOfUnknownCodes) {
+  const std::vector<SampleChunk> chunks = SampleChunks(10, 2);
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(2), chunks);
+  // The entries of an index look like chunks.
+  const std::size_t index = file.PositionOf("idx1");
+  file.Overwrite(index, "idy1");
+  const AviReader reader(file.Name());
+  ExpectChunks(reader, chunks);
+  ASSERT_EQ(reader.Contents().gaps.size(), 1U);
+  EXPECT_EQ(reader.Contents().gaps[0].position, index);
+}
+
 TEST(AviRescue, TakesLentHeaders) {
   const std::vector<SampleChunk> chunks = SampleChunks(12, 2);
   const TemporaryFile good(".avi");

@@ -313,6 +313,18 @@ bool AviChunkWalk::IsBegin(std::uint64_t position) const {
   return header && IsChunkOfAvi(*header);
 }
 
+/// Whether a chunk of another code lies there, such as one whose code is damaged: from its end on
+/// there are chunks again.
+bool AviChunkWalk::IsChunkOfUnknownCode(std::uint64_t position) const {
+  const std::optional<Header> header = HeaderAt(position);
+  const std::uint64_t begin = position + kChunkHeaderBytes;
+  if (!header || !IsWord(header->code) || !file_.Holds(begin, header->bytes)) {
+    return false;
+  }
+  const std::uint64_t end = PaddedBytes(begin + header->bytes);
+  return end >= file_.Size() || IsBegin(end);
+}
+
 /// Where the next chunk begins: not all programs fill up chunks of an odd size.
 std::uint64_t AviChunkWalk::BehindChunk(std::uint64_t end) const {
   const std::uint64_t padded = PaddedBytes(end);
@@ -378,7 +390,8 @@ std::optional<AviChunkWalk::Found> AviChunkWalk::Next() {
     const std::uint64_t end = begin + header->bytes;
     const bool fits = file_.Holds(begin, header->bytes);
     const std::uint64_t next = fits ? BehindChunk(end) : file_.Size();
-    const bool isFollowed = fits && (next >= file_.Size() || IsBegin(next));
+    const bool isFollowed =
+        fits && (next >= file_.Size() || IsBegin(next) || IsChunkOfUnknownCode(next));
     if (IsList(header->code) && IsWord(header->listType)) {
       // Lists of chunks are entered, whatever they state of their sizes; all others are passed by.
       const FourCc type = header->listType;

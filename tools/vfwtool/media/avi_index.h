@@ -136,6 +136,7 @@ class AviChunkWalk {
   std::optional<Header> HeaderAt(std::uint64_t position) const;
   bool IsChunkOfAvi(const Header& header) const;
   bool IsBegin(std::uint64_t position) const;
+  bool IsChunkOfUnknownCode(std::uint64_t position) const;
   std::uint64_t BehindChunk(std::uint64_t end) const;
   bool IsFiller(FourCc code) const;
   void Note(std::uint64_t begin, std::uint64_t end);
