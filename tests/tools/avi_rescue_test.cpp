@@ -193,6 +193,19 @@ TEST(AviRescue, TakesLentHeadersWhereItsOwnCannotBeUsed) {
   }
 }
 
+TEST(AviRescue, KeepsItsOwnHeadersInAnotherOrder) {
+  const TemporaryFile good(".avi");
+  StoreSample(good, SampleHeaders(3), SampleChunks(3, 3));
+  const TemporaryFile file(".avi");
+  AviHeaders headers = SampleHeaders(2);
+  std::swap(headers.streams[0], headers.streams[1]);
+  StoreSample(file, headers, {{0, Bytes(8, 1), true}, {1, Bytes(5, 2), true}});
+  const AviReader reader(file.Name(), AviReader(good.Name()));
+  EXPECT_EQ(reader.LentStreams(), std::vector<std::size_t>{2});
+  EXPECT_EQ(reader.VideoStream(), 1U);
+  EXPECT_EQ(reader.Headers().streams.size(), 3U);
+}
+
 TEST(AviRescue, CountsTheChunksOfStreamsWithoutHeaders) {
   const std::vector<SampleChunk> chunks = SampleChunks(60, 2);
   const TemporaryFile file(".avi");

@@ -124,13 +124,19 @@ void AviReader::Lend(const AviHeaders& lent) {
   }
   std::vector<AviStreamHeaders> own = std::exchange(headers_.streams, {});
   std::vector<Bytes> indexes = std::exchange(superIndexes_, {});
-  // Where there are fewer than lent ones, any may be the one that is missing.
-  const bool areAllThere = own.size() >= lent.streams.size();
+  // Where there are fewer than lent ones, any may be missing: their types tell which.
+  std::size_t matched = 0;
+  for (const AviStreamHeaders& stream : lent.streams) {
+    const bool isMatch =
+        matched < own.size() && (!AreUsable(own[matched]) || own[matched].Type() == stream.Type());
+    matched += isMatch ? 1U : 0U;
+  }
+  const bool isByType = own.size() < lent.streams.size() && matched == own.size();
   std::size_t next = 0;
   for (std::size_t i = 0; i < lent.streams.size(); ++i) {
     const bool isThere = next < own.size();
     const bool isUsable = isThere && AreUsable(own[next]);
-    const bool isOwn = isUsable && (areAllThere || own[next].Type() == lent.streams[i].Type());
+    const bool isOwn = isUsable && (!isByType || own[next].Type() == lent.streams[i].Type());
     headers_.streams.push_back(isOwn ? own[next] : lent.streams[i]);
     if (!isOwn) {
       lentStreams_.push_back(i);
