@@ -28,6 +28,13 @@ constexpr std::array kCodings = {
     Coding{0x161, "WMA"},   Coding{0x2000, "AC-3"}, Coding{0x2001, "DTS"},
 };
 
+constexpr std::array<char, 2> kPaletteKind = {'p', 'c'};
+
+bool IsWordCharacter(unsigned character) {
+  return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
+         (character >= 'a' && character <= 'z') || character == ' ' || character == '_';
+}
+
 char Digit(std::size_t value) { return static_cast<char>('0' + value); }
 
 }  // namespace
@@ -90,6 +97,38 @@ FourCc ChunkCode(std::size_t stream, std::array<char, 2> kind) {
 
 FourCc IndexCode(std::size_t stream) {
   return qivm::MakeFourCC('i', 'x', Digit(stream / 10), Digit(stream % 10));
+}
+
+bool IsWord(FourCc code) {
+  return IsWordCharacter(code & 0xFF) && IsWordCharacter(code >> 8 & 0xFF) &&
+         IsWordCharacter(code >> 16 & 0xFF) && IsWordCharacter(code >> 24);
+}
+
+bool IsPaletteChange(FourCc code) { return KindOfCode(code) == kPaletteKind; }
+
+std::optional<std::size_t> StreamOfCode(FourCc code, std::size_t streams) {
+  const auto digit = [code](unsigned shift) { return (code >> shift & 0xFF) - unsigned{'0'}; };
+  if (digit(0) > 9 || digit(8) > 9 || !IsWord(code)) {
+    return std::nullopt;
+  }
+  const std::size_t stream = 10 * digit(0) + digit(8);
+  return stream < streams ? std::optional(stream) : std::nullopt;
+}
+
+std::optional<std::size_t> AnyStreamOfCode(FourCc code, std::size_t streams) {
+  const std::optional<std::size_t> stream = StreamOfCode(code, kMaxAviStreams);
+  const bool isKnown = stream && (*stream < streams || IsKnownKind(KindOfCode(code)));
+  return isKnown ? stream : std::nullopt;
+}
+
+std::array<char, 2> KindOfCode(FourCc code) {
+  return {static_cast<char>(code >> 16 & 0xFF), static_cast<char>(code >> 24)};
+}
+
+bool IsKnownKind(std::array<char, 2> kind) {
+  constexpr std::array<std::array<char, 2>, 6> kKinds = {
+      {{'d', 'b'}, {'d', 'c'}, {'w', 'b'}, {'t', 'x'}, kPaletteKind, {'_', '_'}}};
+  return std::ranges::find(kKinds, kind) != kKinds.end();
 }
 
 bool SoundFormat::IsPcm() const {

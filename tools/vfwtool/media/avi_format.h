@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -86,6 +87,23 @@ AviStreamHeaders MakeSoundHeaders(const Bytes& format);
 /// The code of a stream's chunks, such as "00dc", and that of its OpenDML indexes, such as "ix00".
 FourCc ChunkCode(std::size_t stream, std::array<char, 2> kind);
 FourCc IndexCode(std::size_t stream);
+
+/// True for four characters such as codes are made of.
+bool IsWord(FourCc code);
+
+/// True for the code of a change of a video's palette, which is no frame.
+bool IsPaletteChange(FourCc code);
+
+/// The number of the stream that a chunk of that code belongs to; empty when it is no code of the
+/// first `streams` streams.
+std::optional<std::size_t> StreamOfCode(FourCc code, std::size_t streams);
+/// The same, or the number of a stream that has no headers, where chunks of that kind are known.
+std::optional<std::size_t> AnyStreamOfCode(FourCc code, std::size_t streams);
+
+/// The last two characters of a chunk's code.
+std::array<char, 2> KindOfCode(FourCc code);
+/// True for the kinds of chunk that are searched for where nothing else tells that one begins.
+bool IsKnownKind(std::array<char, 2> kind);
 
 /// What the tool looks at in a sound format.
 struct SoundFormat {

@@ -8,31 +8,6 @@ namespace {
 
 using View = std::span<const std::uint8_t>;
 
-constexpr std::array<char, 2> kPaletteKind = {'p', 'c'};
-
-std::array<char, 2> KindOfCode(FourCc code) {
-  return {static_cast<char>(code >> 16 & 0xFF), static_cast<char>(code >> 24)};
-}
-
-/// The kinds of chunk that are searched for where nothing else tells that a chunk begins.
-bool IsKnownKind(std::array<char, 2> kind) {
-  constexpr std::array<std::array<char, 2>, 6> kKinds = {
-      {{'d', 'b'}, {'d', 'c'}, {'w', 'b'}, {'t', 'x'}, kPaletteKind, {'_', '_'}}};
-  return std::ranges::find(kKinds, kind) != kKinds.end();
-}
-
-bool IsWordCharacter(unsigned character) {
-  return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
-         (character >= 'a' && character <= 'z') || character == ' ' || character == '_';
-}
-
-/// The stream of a chunk, be it one of the first `streams`, which have headers, or not.
-std::optional<std::size_t> AnyStreamOfCode(FourCc code, std::size_t streams) {
-  const std::optional<std::size_t> stream = StreamOfCode(code, kMaxAviStreams);
-  const bool isKnown = stream && (*stream < streams || IsKnownKind(KindOfCode(code)));
-  return isKnown ? stream : std::nullopt;
-}
-
 /// Adds a chunk to its stream.
 void Add(FourCc code, std::size_t stream, const AviChunk& chunk, AviContents& contents) {
   if (IsPaletteChange(code)) {
@@ -266,22 +241,6 @@ AviContents ByChunks(const RiffFile& file, std::size_t streams) {
 }
 
 }  // namespace
-
-bool IsWord(FourCc code) {
-  return IsWordCharacter(code & 0xFF) && IsWordCharacter(code >> 8 & 0xFF) &&
-         IsWordCharacter(code >> 16 & 0xFF) && IsWordCharacter(code >> 24);
-}
-
-bool IsPaletteChange(FourCc code) { return KindOfCode(code) == kPaletteKind; }
-
-std::optional<std::size_t> StreamOfCode(FourCc code, std::size_t streams) {
-  const auto digit = [code](unsigned shift) { return (code >> shift & 0xFF) - unsigned{'0'}; };
-  if (digit(0) > 9 || digit(8) > 9 || !IsWord(code)) {
-    return std::nullopt;
-  }
-  const std::size_t stream = 10 * digit(0) + digit(8);
-  return stream < streams ? std::optional(stream) : std::nullopt;
-}
 
 std::optional<AviChunkWalk::Header> AviChunkWalk::HeaderAt(std::uint64_t position) const {
   std::array<std::uint8_t, kListHeaderBytes> bytes{};

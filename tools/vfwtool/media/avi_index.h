@@ -55,16 +55,6 @@ struct AviContents {
   std::map<std::size_t, std::uint64_t> strays;
 };
 
-/// True for four characters such as codes are made of.
-bool IsWord(FourCc code);
-
-/// True for the code of a change of a video's palette, which is no frame.
-bool IsPaletteChange(FourCc code);
-
-/// The number of the stream that a chunk of that code belongs to; empty when it is no code of the
-/// first `streams` streams.
-std::optional<std::size_t> StreamOfCode(FourCc code, std::size_t streams);
-
 /// The contents of an OpenDML index, of chunks ("ix00") or of indexes ("indx").
 class OpenDmlIndex {
  public:
