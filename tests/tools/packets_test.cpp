@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/tools/avi_samples.h"
 #include "tests/tools/tool_errors.h"
+#include "tools/vfwtool/codecs/avi_source.h"
 #include "tools/vfwtool/media/avi_writer.h"
 
 namespace vfwtool {
@@ -164,6 +166,41 @@ TEST_F(Packets, ThatVanishAreTold) {
   EXPECT_TRUE(MessageOf(ExitCode::kInput, [&] {
                 packets.Read(packet);
               }).starts_with(file_.Name() + ": stream 2 cannot be read at byte "));
+}
+
+TEST_F(Packets, ThatCannotBeReadKeepTheirLength) {
+  std::filesystem::resize_file(PathOf(file_.Name()), 5000);
+  std::ostringstream errors;
+  DamageLog log(errors);
+  for (const std::size_t stream : {1U, 2U}) {
+    AviPackets packets(*reader_, stream, {}, log.OfPackets());
+    const Loaded loaded = Load(packets);
+    const std::size_t bytes = Joined(chunks_, stream).size();
+    EXPECT_EQ(loaded.bytes, Bytes(bytes));
+    EXPECT_EQ(loaded.begins.size(), 20U);
+  }
+  EXPECT_EQ(log.Packets(), 40U);
+  EXPECT_EQ(log.Frames(), 0U);
+  EXPECT_TRUE(
+      Contains(errors.str(), file_.Name() + ": stream 2 at 00:00:00.633, at byte " +
+                                 std::to_string(reader_->Contents().streams[1][19].position) +
+                                 ", cannot be read\n"))
+      << errors.str();
+  EXPECT_EQ(MessageOf(ExitCode::kDamage, [&] { log.RequireNone("x"); }),
+            "40 packets of x are damaged");
+
+  DamageLog strict;
+  AviPackets packets(*reader_, 1, {}, strict.OfPackets());
+  PacketSource::Packet packet;
+  EXPECT_TRUE(Contains(MessageOf(ExitCode::kInput, [&] { packets.Read(packet); }),
+                       "; --keep-going goes on behind it"));
+}
+
+TEST(PacketsOfSound, OfEightBitsAreSilentInTheMiddle) {
+  SoundFormat format = ReadSoundFormat(SamplePcm().format);
+  EXPECT_EQ(Silence(format, 3), Bytes(12));
+  format.bits = 8;
+  EXPECT_EQ(Silence(format, 3), Bytes(12, 0x80));
 }
 
 TEST_F(Packets, OfTwoFilesAreJoined) {

@@ -12,31 +12,49 @@ std::string FramePlace(const AviReader& reader, std::uint32_t frame) {
   return Concat("frame ", frame + 1, " (", TimeText(reader.Rate().MillisecondsAt(frame)), ")");
 }
 
-void DamageLog::Note(const AviReader& reader, std::uint32_t frame, const std::string& what,
-                     ExitCode code) {
-  const std::string text = Concat(reader.Name(), ": ", FramePlace(reader, frame), ", at byte ",
-                                  reader.Frame(frame).position, ", ", what);
+void DamageLog::Tell(const std::string& text, ExitCode code) {
   if (errors_ == nullptr) {
     throw ToolError(code, Concat(text, "; --keep-going goes on behind it"));
   }
   *errors_ << text << '\n';
-  ++count_;
+}
+
+void DamageLog::Note(const AviReader& reader, std::uint32_t frame, const std::string& what,
+                     ExitCode code) {
+  Tell(Concat(reader.Name(), ": ", FramePlace(reader, frame), ", at byte ",
+              reader.Frame(frame).position, ", ", what),
+       code);
+  ++frames_;
+}
+
+PacketDamage DamageLog::OfPackets() {
+  return [this](const AviReader& reader, const UnreadablePacket& packet) {
+    const FrameRate rate = reader.Headers().streams[packet.stream].Rate();
+    Tell(Concat(reader.Name(), ": stream ", packet.stream + 1,
+                rate.IsValid() ? Concat(" at ", TimeText(rate.MillisecondsAt(packet.begin))) : "",
+                ", at byte ", packet.position, ", cannot be read"),
+         ExitCode::kInput);
+    ++packets_;
+  };
 }
 
 void DamageLog::RequireNone(const std::string& input) const {
-  if (errors_ == nullptr || count_ + losses_ == 0) {
+  if (errors_ == nullptr) {
     return;
   }
   std::string text;
-  if (count_ != 0) {
-    text = Concat(CountText(count_, "frame"), " of ", input,
-                  count_ == 1 ? " is damaged" : " are damaged");
+  const auto add = [&](std::uint64_t count, const std::string& noun, const std::string& state) {
+    if (count != 0) {
+      text += Concat(text.empty() ? "" : ", ", CountText(count, noun), " of ", input,
+                     count == 1 ? " is " : " are ", state);
+    }
+  };
+  add(frames_, "frame", "damaged");
+  add(packets_, "packet", "damaged");
+  add(losses_, "place", "lost");
+  if (!text.empty()) {
+    throw ToolError(ExitCode::kDamage, text);
   }
-  if (losses_ != 0) {
-    text += Concat(text.empty() ? "" : ", ", CountText(losses_, "place"), " of ", input,
-                   losses_ == 1 ? " is lost" : " are lost");
-  }
-  throw ToolError(ExitCode::kDamage, text);
 }
 
 bool ReadWholeFrame(const AviReader& reader, std::uint32_t index, DamageLog& log, Bytes& frame) {

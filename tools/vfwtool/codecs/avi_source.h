@@ -9,17 +9,18 @@
 
 #include "tools/vfwtool/base/error.h"
 #include "tools/vfwtool/codecs/codec.h"
-#include "tools/vfwtool/media/avi_reader.h"
+#include "tools/vfwtool/media/packets.h"
 
 namespace vfwtool {
 
-/// What becomes of a clip's damage: the first damaged frame ends the work, or all are told and
-/// counted, with what of the file was lost between them.
+/// What becomes of a clip's damage: the first damaged frame, or packet of its other streams that
+/// cannot be read, ends the work, or all are told and counted, with what of the file was lost
+/// between them.
 class DamageLog {
  public:
-  /// Damaged frames end the work.
+  /// Damage ends the work.
   DamageLog() = default;
-  /// Damaged frames are told to `errors`.
+  /// Damage is told to `errors`.
   explicit DamageLog(std::ostream& errors) : errors_(&errors) {}
 
   /// Notes what is wrong with a frame: `what`, as the end of a sentence that begins with the frame.
@@ -27,18 +28,24 @@ class DamageLog {
   void Note(const AviReader& reader, std::uint32_t frame, const std::string& what,
             ExitCode code = ExitCode::kInput);
 
+  /// Notes packets in the same way, with kInput. The log must outlive it.
+  PacketDamage OfPackets();
+
   /// Counts a place of the file of which nothing comes.
   void NoteLoss() { ++losses_; }
 
-  /// The damaged frames.
-  std::uint64_t Count() const { return count_; }
+  std::uint64_t Frames() const { return frames_; }
+  std::uint64_t Packets() const { return packets_; }
 
   /// Throws ToolError (kDamage) when there was damage in `input` that the work went on behind.
   void RequireNone(const std::string& input) const;
 
  private:
+  void Tell(const std::string& text, ExitCode code);
+
   std::ostream* errors_ = nullptr;
-  std::uint64_t count_ = 0;
+  std::uint64_t frames_ = 0;
+  std::uint64_t packets_ = 0;
   std::uint64_t losses_ = 0;
 };
 

@@ -159,7 +159,9 @@ inline constexpr OptionSpec kSoundInputOption = {
 
 inline constexpr OptionSpec kKeepGoingOption = {
     .name = "--keep-going",
-    .help = "go on behind damaged frames: the picture before\nthem stands for each; exit code 8"};
+    .help =
+        "go on behind damaged frames, for each of which the\npicture before it stands, and sound "
+        "that cannot be\nread, which becomes silence; exit code 8"};
 
 /// How a command with kQuietOption shows its progress.
 inline Progress::Style ProgressStyle(const Arguments& arguments, const ToolStreams& streams) {

@@ -41,7 +41,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   report.first = first;
   report.second = second;
   if (a.avi != nullptr && b.avi != nullptr) {
-    report.sound = CompareSound(*a.avi, *b.avi, report.frames);
+    report.sound = CompareSound(*a.avi, *b.avi, report.frames, log.OfPackets());
   }
   PrintReport(report, arguments, streams.output);
   log.RequireNone(Concat(first, " and ", second));

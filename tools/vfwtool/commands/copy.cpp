@@ -37,7 +37,8 @@ constexpr std::array kOptions = {
     kLikeOption,
     OptionSpec{.name = "--keep-going",
                .help = "look into the frames and put an empty one into\nthe place of each that is "
-                       "damaged; exit code 8"},
+                       "damaged, and silence\ninto that of sound that cannot be read; exit\n"
+                       "code 8"},
     kJsonOption,
     kQuietOption,
 };
@@ -282,7 +283,7 @@ Span SpanOf(const Part& part, const FrameRate& rate) {
   return span;
 }
 
-AviCompanions JoinCompanions(const std::vector<Part>& parts) {
+AviCompanions JoinCompanions(const std::vector<Part>& parts, DamageLog& log) {
   const AviReader& first = *parts.front().reader;
   AviCompanions companions{
       .streams = {}, .others = first.Headers().others, .lists = first.Headers().lists};
@@ -295,8 +296,8 @@ AviCompanions JoinCompanions(const std::vector<Part>& parts) {
     const FrameRate rate = first.Headers().streams[i].Rate();
     for (const Part& part : parts) {
       const Span span = rate.IsValid() ? SpanOf(part, rate) : Span{};
-      joined->Add(std::make_unique<AviPackets>(*part.reader, i, span.part), span.part.from,
-                  span.at);
+      joined->Add(std::make_unique<AviPackets>(*part.reader, i, span.part, log.OfPackets()),
+                  span.part.from, span.at);
     }
     companions.streams.push_back(std::move(joined));
   }
@@ -371,7 +372,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   if (parts.front().begin != 0) {
     video.SetField(StreamField::kStart, 0);
   }
-  AviCompanions companions = JoinCompanions(parts);
+  AviCompanions companions = JoinCompanions(parts, log);
   const BitmapFormat bitmap = ReadBitmapFormat(first.Format());
   TransferReport report{.action = "copied",
                         .input = shownInput,

@@ -56,7 +56,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   NameLosses(reader, log, streams);
   const BitmapFormat bitmap = ReadBitmapFormat(reader.Format());
   const std::optional<std::uint32_t> rateCode = FrameRateCode(arguments, reader.Rate());
-  const std::unique_ptr<WavTrack> sound = CreateSound(reader, arguments, streams);
+  const std::unique_ptr<WavTrack> sound = CreateSound(reader, arguments, log, streams);
   TransferReport report{.action = "exported",
                         .input = input,
                         .output = output,

@@ -98,9 +98,9 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   AviCompanions companions;
   std::unique_ptr<WavTrack> sound;
   if (kind == ClipKind::kAvi) {
-    companions = CompanionsOf(reader);
+    companions = CompanionsOf(reader, log.OfPackets());
   } else {
-    sound = CreateSound(reader, arguments, streams);
+    sound = CreateSound(reader, arguments, log, streams);
   }
   TransferReport report{.action = "played",
                         .input = input,

@@ -39,12 +39,12 @@ constexpr std::array kOptions = {
 };
 
 /// What goes with the clip: what its AVI has, or the sound of a file.
-AviCompanions FindCompanions(const OpenedClip& clip, const Arguments& arguments) {
+AviCompanions FindCompanions(const OpenedClip& clip, const Arguments& arguments, DamageLog& log) {
   const std::optional<std::string> sound = arguments.Value(kSoundInputOption.name);
   if (clip.avi == nullptr) {
     return CompanionsOf(sound ? std::make_unique<WavPackets>(*sound) : nullptr);
   }
-  AviCompanions companions = CompanionsOf(*clip.avi);
+  AviCompanions companions = CompanionsOf(*clip.avi, log.OfPackets());
   if (sound) {
     if (companions.CountSound() != 0) {
       RefuseUsage(clip.avi->Name(), " has sound of its own; ", kSoundInputOption.name,
@@ -82,7 +82,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   OpenedClip clip;
   transfer.Open([&] { clip = OpenClip(input, AllIn(format), log, streams); });
   const ClipFormat clipFormat = clip.source->Format();
-  AviCompanions companions = FindCompanions(clip, arguments);
+  AviCompanions companions = FindCompanions(clip, arguments, log);
   const std::uint64_t soundStreams = companions.CountSound();
 
   std::unique_ptr<Codec> codec = OpenCompressor(code);

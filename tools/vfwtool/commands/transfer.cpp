@@ -74,6 +74,9 @@ std::string TransferReport::Text() const {
   if (damagedFrames != 0) {
     text += Concat("  damaged     ", CountText(damagedFrames, "frame"), '\n');
   }
+  if (damagedPackets != 0) {
+    text += Concat("  unreadable  ", CountText(damagedPackets, "packet"), '\n');
+  }
   if (outputBytes) {
     text += Concat("  output      ", ByteCountText(*outputBytes), '\n');
   }
@@ -104,7 +107,8 @@ JsonObject TransferReport::Json() const {
     json.Object("compressedBytes", compressed->Json());
   }
   json.Integer("soundStreams", static_cast<std::int64_t>(soundStreams))
-      .Integer("damagedFrames", static_cast<std::int64_t>(damagedFrames));
+      .Integer("damagedFrames", static_cast<std::int64_t>(damagedFrames))
+      .Integer("unreadablePackets", static_cast<std::int64_t>(damagedPackets));
   if (outputBytes) {
     json.Integer("outputBytes", static_cast<std::int64_t>(*outputBytes));
   }
@@ -165,7 +169,8 @@ void Transfer::Run(const Steps& steps, std::optional<std::uint64_t> total,
 }
 
 void Transfer::Conclude(TransferReport& report, const DamageLog& log) const {
-  report.damagedFrames = log.Count();
+  report.damagedFrames = log.Frames();
+  report.damagedPackets = log.Packets();
   report.outputBytes = FileBytes(report.output);
   PrintReport(report, arguments_,
               report.output == kStandardStream ? streams_.errors : streams_.output);
@@ -302,7 +307,7 @@ std::string StreamText(const AviReader& reader, std::size_t stream) {
 }
 
 std::unique_ptr<WavTrack> CreateSound(const AviReader& reader, const Arguments& arguments,
-                                      const ToolStreams& streams) {
+                                      DamageLog& log, const ToolStreams& streams) {
   const std::optional<std::string> file = arguments.Value(kSoundOutputOption.name);
   const std::size_t none = reader.Headers().streams.size();
   const std::size_t chosen = file ? ChooseSound(reader, arguments) : none;
@@ -325,7 +330,7 @@ std::unique_ptr<WavTrack> CreateSound(const AviReader& reader, const Arguments& 
   if (file == arguments.Value(kAviOutputOption.name)) {
     RefuseUsage(*file, ": is the output as well");
   }
-  return std::make_unique<WavTrack>(*file, reader, chosen);
+  return std::make_unique<WavTrack>(*file, reader, chosen, log.OfPackets());
 }
 
 }  // namespace vfwtool

@@ -53,6 +53,7 @@ struct TransferReport {
   std::optional<double> codecSeconds{};        ///< Spent inside the codec's frame calls.
   std::uint64_t soundStreams = 0;              ///< In the output, or in the file of --sound.
   std::uint64_t damagedFrames = 0;
+  std::uint64_t damagedPackets = 0;
   /// The size of the output, where it is a file.
   std::optional<std::uint64_t> outputBytes{};
   double totalSeconds = 0;  ///< Spent on the frames altogether, reading and writing included.
@@ -88,7 +89,7 @@ class Transfer {
   void Run(const Steps& steps, std::optional<std::uint64_t> total, TransferReport& report) const;
 
   /// Prints the report, to the error stream where the output is the standard output, and throws
-  /// ToolError when the user stopped the work or frames were damaged.
+  /// ToolError when the user stopped the work or there was damage.
   void Conclude(TransferReport& report, const DamageLog& log) const;
 
  private:
@@ -160,8 +161,9 @@ std::string StreamText(const AviReader& reader, std::size_t stream);
 
 /// The sound that --sound and --sound-stream of a command ask for, where its output has no place
 /// for it; null where they do not. Every other stream that gets lost is named on the error stream.
-/// Throws ToolError when there is no such sound, or a file of it cannot be written.
+/// Throws ToolError when there is no such sound, or a file of it cannot be written. `log` must
+/// outlive the track.
 std::unique_ptr<WavTrack> CreateSound(const AviReader& reader, const Arguments& arguments,
-                                      const ToolStreams& streams);
+                                      DamageLog& log, const ToolStreams& streams);
 
 }  // namespace vfwtool

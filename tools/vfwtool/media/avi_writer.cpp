@@ -373,12 +373,14 @@ AviCompanions CompanionsOf(std::unique_ptr<PacketSource> sound) {
   return companions;
 }
 
-AviCompanions CompanionsOf(const AviReader& reader) {
+AviCompanions CompanionsOf(const AviReader& reader, const PacketDamage& damage) {
   AviCompanions companions{
       .streams = {}, .others = reader.Headers().others, .lists = reader.Headers().lists};
   for (std::size_t i = 0; i < reader.Headers().streams.size(); ++i) {
     companions.streams.push_back(
-        i == reader.VideoStream() ? nullptr : std::make_unique<AviPackets>(reader, i));
+        i == reader.VideoStream()
+            ? nullptr
+            : std::make_unique<AviPackets>(reader, i, AviPackets::Part{}, damage));
   }
   return companions;
 }

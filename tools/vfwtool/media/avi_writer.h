@@ -136,8 +136,8 @@ struct AviCompanions {
 /// No other stream but one, which may be missing.
 AviCompanions CompanionsOf(std::unique_ptr<PacketSource> sound);
 
-/// All that an AVI has besides its video. `reader` must outlive it.
-AviCompanions CompanionsOf(const AviReader& reader);
+/// All that an AVI has besides its video. `reader` must outlive it; `damage` as of AviPackets.
+AviCompanions CompanionsOf(const AviReader& reader, const PacketDamage& damage = nullptr);
 
 /// Writes an AVI of a video and what goes with it, side by side: a packet stands before the frame
 /// during which it begins.

@@ -88,8 +88,9 @@ struct Window {
 /// The bytes of a stream, whatever packets they come in.
 class StreamBytes {
  public:
-  StreamBytes(const AviReader& reader, std::size_t stream, std::uint64_t frames)
-      : packets_(reader, stream, {.from = 0, .to = EndMoment(reader, stream, frames)}) {}
+  StreamBytes(const AviReader& reader, std::size_t stream, std::uint64_t frames,
+              const PacketDamage& damage)
+      : packets_(reader, stream, {.from = 0, .to = EndMoment(reader, stream, frames)}, damage) {}
 
   /// The bytes at hand; none at the end.
   std::span<const std::uint8_t> Peek() {
@@ -246,8 +247,8 @@ double Ssim(std::span<const std::uint8_t> a, std::span<const std::uint8_t> b, st
   return windows == 0 ? (std::ranges::equal(a, b) ? 1.0 : 0.0) : sum / static_cast<double>(windows);
 }
 
-SoundComparison CompareSound(const AviReader& first, const AviReader& second,
-                             std::uint64_t frames) {
+SoundComparison CompareSound(const AviReader& first, const AviReader& second, std::uint64_t frames,
+                             const PacketDamage& damage) {
   const std::vector<std::size_t> soundA = first.SoundStreams();
   const std::vector<std::size_t> soundB = second.SoundStreams();
   SoundComparison comparison;
@@ -257,8 +258,8 @@ SoundComparison CompareSound(const AviReader& first, const AviReader& second,
       comparison.difference = Concat("stream ", i + 1, " differs in format");
       return comparison;
     }
-    StreamBytes a(first, soundA[i], frames);
-    StreamBytes b(second, soundB[i], frames);
+    StreamBytes a(first, soundA[i], frames, damage);
+    StreamBytes b(second, soundB[i], frames, damage);
     if (const std::optional<std::uint64_t> position = FirstDifference(a, b)) {
       const std::uint64_t bytesPerSecond =
           std::max(ReadSoundFormat(formatA).bytesPerSecond, std::uint32_t{1});

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tools/vfwtool/base/text.h"
-#include "tools/vfwtool/media/avi_reader.h"
+#include "tools/vfwtool/media/packets.h"
 
 namespace vfwtool {
 
@@ -32,8 +32,9 @@ struct SoundComparison {
 };
 
 /// Compares the sound streams of two AVIs in their order, as far as they begin before the end of
-/// that many frames.
-SoundComparison CompareSound(const AviReader& first, const AviReader& second, std::uint64_t frames);
+/// that many frames; `damage` as of AviPackets.
+SoundComparison CompareSound(const AviReader& first, const AviReader& second, std::uint64_t frames,
+                             const PacketDamage& damage = nullptr);
 
 /// What came of comparing two clips.
 struct ComparisonReport {

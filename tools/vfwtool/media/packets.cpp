@@ -48,11 +48,20 @@ std::uint64_t EndOf(const AviReader& reader, std::size_t stream) {
   return end;
 }
 
-AviPackets::AviPackets(const AviReader& reader, std::size_t stream, const Part& part)
+Bytes Silence(const SoundFormat& format, std::uint64_t samples) {
+  // Samples of 8 bits have no sign.
+  constexpr std::uint8_t kMiddle = 0x80;
+  return Bytes(static_cast<std::size_t>(samples * format.blockBytes),
+               format.bits == 8 ? kMiddle : std::uint8_t{0});
+}
+
+AviPackets::AviPackets(const AviReader& reader, std::size_t stream, const Part& part,
+                       PacketDamage damage)
     : reader_(reader),
       stream_(stream),
       headers_(reader.Headers().streams[stream]),
       part_(part),
+      damage_(std::move(damage)),
       isCutAnywhere_(IsCutAnywhere(headers_)),
       begin_(headers_.Field(StreamField::kStart)) {
   SkipToBegin();
@@ -106,9 +115,19 @@ std::uint32_t AviPackets::PieceOf(std::uint32_t bytes) const {
 void AviPackets::Read(Packet& packet) {
   const AviChunk& chunk = Chunks()[chunk_];
   const std::uint32_t bytes = PieceOf(chunk.bytes - offset_);
-  if (!reader_.Read({chunk.position + offset_, bytes, chunk.isKeyFrame}, packet.bytes)) {
-    RefuseInput(reader_.Name(), "stream ", stream_ + 1, " cannot be read at byte ",
-                chunk.position + offset_);
+  const std::uint64_t position = chunk.position + offset_;
+  if (!reader_.Read({position, bytes, chunk.isKeyFrame}, packet.bytes)) {
+    if (!damage_) {
+      RefuseInput(reader_.Name(), "stream ", stream_ + 1, " cannot be read at byte ", position);
+    }
+    damage_(reader_, {stream_, begin_, position});
+    const SoundFormat format = ReadSoundFormat(headers_.format);
+    if (headers_.IsSound() && format.IsPcm()) {
+      packet.bytes = Silence(format, bytes / format.blockBytes);
+    } else {
+      packet.bytes.clear();
+    }
+    packet.bytes.resize(headers_.IsSound() ? bytes : 0);
   }
   packet.isKeyFrame = chunk.isKeyFrame;
   Advance(bytes);
@@ -152,11 +171,7 @@ void JoinedPackets::Read(Packet& packet) {
     }
     const std::uint64_t units =
         std::min({gap, Second(headers_), kMostSilenceInPacket / format.blockBytes});
-    // Samples of 8 bits have no sign.
-    constexpr std::uint8_t kMiddle = 0x80;
-    packet = {Bytes(static_cast<std::size_t>(units * format.blockBytes),
-                    format.bits == 8 ? kMiddle : std::uint8_t{0}),
-              true};
+    packet = {Silence(format, units), true};
   } else {
     const auto part = std::ranges::find_if(
         parts_, [](const Part& entry) { return entry.source->NextBegin().has_value(); });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -27,7 +28,7 @@ class PacketSource {
     Bytes bytes;
     bool isKeyFrame = true;
   };
-  /// The next packet, of which there must be one. Throws ToolError (kInput) when it cannot be read.
+  /// The next packet, of which there must be one. Throws ToolError when it cannot be read.
   virtual void Read(Packet& packet) = 0;
 };
 
@@ -37,9 +38,24 @@ bool IsCutAnywhere(const AviStreamHeaders& headers);
 /// The moment at which a stream of an AVI ends, in units of its rate.
 std::uint64_t EndOf(const AviReader& reader, std::size_t stream);
 
+/// Samples of silence; `format` is one of PCM.
+Bytes Silence(const SoundFormat& format, std::uint64_t samples);
+
+/// A packet that cannot be read: its stream, its beginning in units of the stream's rate, and the
+/// place in the file.
+struct UnreadablePacket {
+  std::size_t stream = 0;
+  std::uint64_t begin = 0;
+  std::uint64_t position = 0;
+};
+/// Is told of a packet that cannot be read; throws ToolError unless the work is to go on.
+using PacketDamage = std::function<void(const AviReader& reader, const UnreadablePacket& packet)>;
+
 /// A stream of an AVI, or a part of it: what begins at a moment and before another one, to the
 /// sample where the stream can be cut so, else to the packet. The packets are those of the file but
-/// for chunks of more than a second, which come in pieces where their coding allows it.
+/// for chunks of more than a second, which come in pieces where their coding allows it, and for
+/// those that cannot be read: of sound, silence or zeros of the same length stand for them, so that
+/// what follows keeps its moment, of other streams an empty packet.
 class AviPackets final : public PacketSource {
  public:
   /// A part of a stream in units of its rate, counted from where the file begins.
@@ -48,8 +64,10 @@ class AviPackets final : public PacketSource {
     std::uint64_t to = UINT64_MAX;
   };
 
-  /// `reader` must outlive the object.
-  AviPackets(const AviReader& reader, std::size_t stream, const Part& part);
+  /// `reader` must outlive the object. Without `damage`, a packet that cannot be read is an error
+  /// (kInput).
+  AviPackets(const AviReader& reader, std::size_t stream, const Part& part,
+             PacketDamage damage = nullptr);
   AviPackets(const AviReader& reader, std::size_t stream) : AviPackets(reader, stream, Part{}) {}
 
   const AviStreamHeaders& Headers() const override { return headers_; }
@@ -66,6 +84,7 @@ class AviPackets final : public PacketSource {
   std::size_t stream_;
   const AviStreamHeaders& headers_;
   Part part_;
+  PacketDamage damage_;
   bool isCutAnywhere_;
   std::uint64_t begin_;       ///< Of the rest of the current chunk.
   std::size_t chunk_ = 0;     ///< The current chunk,

@@ -139,9 +139,10 @@ WavWriter::~WavWriter() {
   }
 }
 
-WavTrack::WavTrack(std::string name, const AviReader& reader, std::size_t stream)
+WavTrack::WavTrack(std::string name, const AviReader& reader, std::size_t stream,
+                   PacketDamage damage)
     : reader_(reader),
-      packets_(reader, stream),
+      packets_(reader, stream, {}, std::move(damage)),
       wav_(std::move(name), reader.Headers().streams[stream].format) {}
 
 void WavTrack::WritePackets(std::uint64_t until) {

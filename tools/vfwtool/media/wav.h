@@ -66,8 +66,9 @@ class WavWriter {
 /// Writes a PCM stream of an AVI into a WAV file, side by side with the frames of the video.
 class WavTrack {
  public:
-  /// `reader` must outlive the object. Throws ToolError (kOutput).
-  WavTrack(std::string name, const AviReader& reader, std::size_t stream);
+  /// `reader` must outlive the object; `damage` as of AviPackets. Throws ToolError (kOutput).
+  WavTrack(std::string name, const AviReader& reader, std::size_t stream,
+           PacketDamage damage = nullptr);
 
   /// Appends what begins before that frame, counted from 0. Throws ToolError.
   void WriteUntil(std::uint64_t frame);
