@@ -242,7 +242,7 @@ TEST_F(Packets, SilenceHasAnEnd) {
       EXPECT_EQ(packet.bytes, Bytes(4 * 48000));
     } else {
       EXPECT_EQ(MessageOf(ExitCode::kInput, [&] { joined.Read(packet); }),
-                "the inputs: sound that lies 1073741825 samples apart cannot be joined");
+                "the sound: a gap of 1073741825 samples is more than silence can fill");
     }
   }
 }

@@ -89,6 +89,7 @@ AviSource::AviSource(const AviReader& reader, PixelFormat format, DamageLog& log
     RefuseInput(reader.Name(), "has no frames");
   }
   format_.rate = reader.Rate();
+  format_.start = reader.Video().Field(StreamField::kStart);
   if (ReadBitmapFormat(reader.Format()).NeedsCodec()) {
     decompressor_.emplace(FindDecoder(reader), reader.Format(), format);
     format_.layout = decompressor_->Layout();

@@ -268,22 +268,24 @@ struct Span {
   std::uint64_t at = 0;
 };
 
-Span SpanOf(const Part& part, const FrameRate& rate) {
+/// `start` is when the first frame of the output is due.
+Span SpanOf(const Part& part, std::uint64_t start, const FrameRate& rate) {
   const AviReader& reader = *part.reader;
   const auto momentOf = [&](std::uint64_t frame) { return reader.Rate().MomentIn(rate, frame); };
-  const std::uint64_t start = reader.Video().Field(StreamField::kStart);
   Span span;
   if (part.before != 0 || part.begin != 0) {
-    span.part.from = momentOf(start + part.begin);
-    span.at = momentOf(part.before);
+    span.part.from = momentOf(reader.Video().Field(StreamField::kStart) + part.begin);
+    span.at = momentOf(start + part.before);
   }
   if (part.isCutAtEnd) {
-    span.part.to = span.part.from + momentOf(part.before + part.Frames()) - span.at;
+    span.part.to = span.part.from + momentOf(start + part.before + part.Frames()) - span.at;
   }
   return span;
 }
 
-AviCompanions JoinCompanions(const std::vector<Part>& parts, DamageLog& log) {
+/// `video` has the headers that the output gets.
+AviCompanions JoinCompanions(const std::vector<Part>& parts, const AviStreamHeaders& video,
+                             DamageLog& log) {
   const AviReader& first = *parts.front().reader;
   AviCompanions companions{
       .streams = {}, .others = first.Headers().others, .lists = first.Headers().lists};
@@ -295,7 +297,8 @@ AviCompanions JoinCompanions(const std::vector<Part>& parts, DamageLog& log) {
     auto joined = std::make_unique<JoinedPackets>();
     const FrameRate rate = first.Headers().streams[i].Rate();
     for (const Part& part : parts) {
-      const Span span = rate.IsValid() ? SpanOf(part, rate) : Span{};
+      const Span span =
+          rate.IsValid() ? SpanOf(part, video.Field(StreamField::kStart), rate) : Span{};
       joined->Add(std::make_unique<AviPackets>(*part.reader, i, span.part, log.OfPackets()),
                   span.part.from, span.at);
     }
@@ -372,7 +375,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   if (parts.front().begin != 0) {
     video.SetField(StreamField::kStart, 0);
   }
-  AviCompanions companions = JoinCompanions(parts, log);
+  AviCompanions companions = JoinCompanions(parts, video, log);
   const BitmapFormat bitmap = ReadBitmapFormat(first.Format());
   TransferReport report{.action = "copied",
                         .input = shownInput,

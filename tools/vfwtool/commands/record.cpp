@@ -50,7 +50,12 @@ AviCompanions FindCompanions(const OpenedClip& clip, const Arguments& arguments,
       RefuseUsage(clip.avi->Name(), " has sound of its own; ", kSoundInputOption.name,
                   " is for clips without");
     }
-    companions.streams.push_back(std::make_unique<WavPackets>(*sound));
+    auto wav = std::make_unique<WavPackets>(*sound);
+    const ClipFormat& format = clip.source->Format();
+    const std::uint64_t start = format.rate.MomentIn(wav->Headers().Rate(), format.start);
+    auto track = std::make_unique<JoinedPackets>();
+    track->Add(std::move(wav), 0, start);
+    companions.streams.push_back(std::move(track));
   }
   return companions;
 }
@@ -102,8 +107,9 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
       RemarkOnFields(clipFormat.fields, isSwapped, streams.errors);
     }
   }
-  AviMuxer muxer(output, MakeVideoHeaders(compressor.Format(), code, clipFormat.rate, true),
-                 std::move(companions));
+  AviMuxer muxer(
+      output, MakeVideoHeaders(compressor.Format(), code, clipFormat.rate, true, clipFormat.start),
+      std::move(companions));
   TransferReport report{.action = "recorded",
                         .input = input,
                         .output = output,

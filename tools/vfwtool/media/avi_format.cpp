@@ -61,7 +61,7 @@ std::uint64_t AviStreamHeaders::UnitsOf(std::uint64_t bytes) const {
 }
 
 AviStreamHeaders MakeVideoHeaders(const Bytes& format, FourCc handler, const FrameRate& rate,
-                                  bool isCompressed) {
+                                  bool isCompressed, std::uint32_t start) {
   constexpr std::size_t kRightOffset = 52;
   const BitmapFormat bitmap = ReadBitmapFormat(format);
   AviStreamHeaders headers{.header = Bytes(kStreamHeaderBytes),
@@ -72,6 +72,7 @@ AviStreamHeaders MakeVideoHeaders(const Bytes& format, FourCc handler, const Fra
   headers.SetField(StreamField::kHandler, handler);
   headers.SetField(StreamField::kScale, rate.denominator);
   headers.SetField(StreamField::kRate, rate.numerator);
+  headers.SetField(StreamField::kStart, start);
   headers.SetField(StreamField::kQuality, kDefaultQuality);
   const auto rightAndBottom = static_cast<std::uint32_t>(bitmap.width & 0xFFFF) |
                               static_cast<std::uint32_t>(bitmap.height) << 16;

@@ -77,9 +77,9 @@ struct AviStreamHeaders {
   bool operator==(const AviStreamHeaders&) const = default;
 };
 
-/// The headers of a video stream whose frames have that format.
+/// The headers of a video stream whose frames have that format, the first one at `start`.
 AviStreamHeaders MakeVideoHeaders(const Bytes& format, FourCc handler, const FrameRate& rate,
-                                  bool isCompressed);
+                                  bool isCompressed, std::uint32_t start = 0);
 
 /// The headers of a sound stream whose format, a WAVEFORMATEX, has blocks of constant duration.
 AviStreamHeaders MakeSoundHeaders(const Bytes& format);

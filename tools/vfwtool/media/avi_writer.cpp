@@ -431,7 +431,7 @@ AviSink::AviSink(std::string name, const ClipFormat& format, AviCompanions compa
                               IsRgb(format.layout.format)
                                   ? "DIB "_fourcc
                                   : PixelFormatCompression(format.layout.format),
-                              format.rate, false),
+                              format.rate, false, format.start),
              std::move(companions)) {}
 
 std::uint64_t AviSink::FinishEarly() noexcept {

@@ -43,6 +43,7 @@ struct ClipFormat {
   FrameLayout layout;
   FrameRate rate;
   FieldOrder fields = FieldOrder::kUnknown;
+  std::uint32_t start = 0;  ///< When the first frame is due, in frames: dwStart of an AVI's video.
 };
 
 /// A clip to be read once, from its first frame to its last.

@@ -167,7 +167,7 @@ void JoinedPackets::Read(Packet& packet) {
     const SoundFormat format = ReadSoundFormat(headers_.format);
     const std::uint64_t gap = *NextOfParts() - begin;
     if (gap > kMostSilence / format.blockBytes) {
-      RefuseInput("the inputs", "sound that lies ", gap, " samples apart cannot be joined");
+      RefuseInput("the sound", "a gap of ", gap, " samples is more than silence can fill");
     }
     const std::uint64_t units =
         std::min({gap, Second(headers_), kMostSilenceInPacket / format.blockBytes});

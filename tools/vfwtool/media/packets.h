@@ -91,12 +91,14 @@ class AviPackets final : public PacketSource {
   std::uint32_t offset_ = 0;  ///< and the bytes of it that are done.
 };
 
-/// Several sources one behind the other, each from its own moment on. Where a stream can be cut
-/// anywhere, silence fills what is missing between two of them.
+/// Sources one behind the other, each from its own moment on. Where a stream can be cut anywhere,
+/// silence fills what is missing between two of them.
 class JoinedPackets final : public PacketSource {
  public:
   /// The headers are those of the first part, but for the moment at which the stream begins.
   JoinedPackets() = default;
+  /// Silence reaches to the first part too, from that moment on.
+  explicit JoinedPackets(std::uint64_t begin) : done_(begin) {}
 
   /// Appends a source; its moment `from`, before which it has no packets, is the moment `at` of the
   /// whole.

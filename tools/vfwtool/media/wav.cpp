@@ -141,9 +141,16 @@ WavWriter::~WavWriter() {
 
 WavTrack::WavTrack(std::string name, const AviReader& reader, std::size_t stream,
                    PacketDamage damage)
-    : reader_(reader),
-      packets_(reader, stream, {}, std::move(damage)),
-      wav_(std::move(name), reader.Headers().streams[stream].format) {}
+    : reader_(reader), wav_(std::move(name), reader.Headers().streams[stream].format) {
+  const AviStreamHeaders& headers = reader.Headers().streams[stream];
+  const std::uint64_t begin =
+      headers.Rate().IsValid()
+          ? reader.Rate().MomentIn(headers.Rate(), reader.Video().Field(StreamField::kStart))
+          : 0;
+  packets_.Add(std::make_unique<AviPackets>(reader, stream, AviPackets::Part{.from = begin},
+                                            std::move(damage)),
+               begin, 0);
+}
 
 void WavTrack::WritePackets(std::uint64_t until) {
   for (std::optional<std::uint64_t> begin = packets_.NextBegin(); begin && *begin < until;
@@ -154,8 +161,9 @@ void WavTrack::WritePackets(std::uint64_t until) {
 }
 
 void WavTrack::WriteUntil(std::uint64_t frame) {
-  WritePackets(reader_.Rate().MomentIn(packets_.Headers().Rate(),
-                                       reader_.Video().Field(StreamField::kStart) + frame));
+  const FrameRate rate = packets_.Headers().Rate();
+  WritePackets(rate.IsValid() ? reader_.Rate().MomentIn(rate, frame)
+                              : std::numeric_limits<std::uint64_t>::max());
 }
 
 void WavTrack::Finish() {

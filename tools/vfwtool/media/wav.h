@@ -63,7 +63,9 @@ class WavWriter {
   bool isFinished_ = false;
 };
 
-/// Writes a PCM stream of an AVI into a WAV file, side by side with the frames of the video.
+/// Writes a PCM stream of an AVI into a WAV file, side by side with the frames of the video. The
+/// file begins with the first frame: what sounds earlier is left out, and silence stands before
+/// what begins later.
 class WavTrack {
  public:
   /// `reader` must outlive the object; `damage` as of AviPackets. Throws ToolError (kOutput).
@@ -83,7 +85,7 @@ class WavTrack {
   void WritePackets(std::uint64_t until);
 
   const AviReader& reader_;
-  AviPackets packets_;
+  JoinedPackets packets_{0};
   WavWriter wav_;
   PacketSource::Packet packet_;
 };

@@ -1,0 +1,123 @@
+// Sound stays with the pictures, whatever the moments at which the streams of a file begin.
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "tests/tools/commands_fixture.h"
+
+namespace vfwtool {
+namespace {
+
+constexpr std::size_t kFrameSamples = 1920;
+
+class Sync : public Commands {
+ protected:
+  /// A copy of a clip in which a field of a stream's header has another value.
+  void Change(const std::string& from, const std::string& to, std::size_t stream, StreamField field,
+              std::uint32_t value) const {
+    Bytes contents = Contents(from);
+    const std::string text(contents.begin(), contents.end());
+    std::size_t position = text.find("strh");
+    for (std::size_t i = 0; i < stream; ++i) {
+      position = text.find("strh", position + 4);
+    }
+    StoreLittleEndian32(contents, position + 8 + static_cast<std::size_t>(field), value);
+    Store(to, contents);
+  }
+
+  /// That many samples of the sound of a clip, from one of them on.
+  Bytes Samples(const std::string& name, std::size_t from, std::size_t count) const {
+    const Bytes sound = StreamBytes(In(name), 1);
+    EXPECT_GE(sound.size(), 4 * (from + count));
+    return {sound.begin() + static_cast<std::ptrdiff_t>(4 * from),
+            sound.begin() + static_cast<std::ptrdiff_t>(4 * (from + count))};
+  }
+
+  std::uint32_t StartOf(const std::string& name, std::size_t stream) const {
+    return AviReader(In(name)).Headers().streams[stream].Field(StreamField::kStart);
+  }
+
+  /// The samples of a WAV file.
+  Bytes SamplesOfWav(const std::string& name) const {
+    WavPackets packets(In(name));
+    Bytes samples;
+    PacketSource::Packet packet;
+    while (packets.NextBegin()) {
+      packets.Read(packet);
+      AppendBytes(samples, packet.bytes);
+    }
+    return samples;
+  }
+};
+
+TEST_F(Sync, CopyCutsSoundWhereTheLateVideoIsCut) {
+  RecordClip("a", 20);
+  Change("a.avi", "late.avi", 0, StreamField::kStart, 5);
+  Do("copy late.avi -o all.avi -q");
+  EXPECT_EQ(StartOf("all.avi", 0), 5U);
+  EXPECT_EQ(StreamBytes(In("all.avi"), 1), StreamBytes(In("a.avi"), 1));
+  // The video lasts from frame 5 of the sound on.
+  Do("copy late.avi -o begin.avi --to 10 -q");
+  EXPECT_EQ(StartOf("begin.avi", 0), 5U);
+  EXPECT_EQ(StreamBytes(In("begin.avi"), 1), Samples("a.avi", 0, 15 * kFrameSamples));
+  Do("copy late.avi -o middle.avi --from 6 --to 10 -q");
+  EXPECT_EQ(StartOf("middle.avi", 0), 0U);
+  EXPECT_EQ(StreamBytes(In("middle.avi"), 1),
+            Samples("a.avi", 10 * kFrameSamples, 5 * kFrameSamples));
+}
+
+TEST_F(Sync, CopyJoinsLateVideoToLateVideo) {
+  RecordClip("a", 20);
+  Change("a.avi", "late.avi", 0, StreamField::kStart, 5);
+  Do("copy late.avi late.avi -o b.avi -q");
+  // Sound for 20 frames, of which 5 precede the video; silence to its end; and the second part from
+  // where its video begins.
+  Bytes expected = StreamBytes(In("a.avi"), 1);
+  expected.resize(4 * 25 * kFrameSamples);
+  AppendBytes(expected, Samples("a.avi", 5 * kFrameSamples, 15 * kFrameSamples + 100));
+  EXPECT_EQ(StreamBytes(In("b.avi"), 1), expected);
+}
+
+TEST_F(Sync, RecordAndPlayKeepTheMomentsOfAllStreams) {
+  RecordClip("a", 6);
+  Change("a.avi", "x.avi", 0, StreamField::kStart, 5);
+  Change("x.avi", "late.avi", 1, StreamField::kStart, 700);
+  Do("play late.avi -o plain.avi --format yuy2 -q");
+  Do("record plain.avi -o again.avi -q");
+  for (const char* const name : {"plain.avi", "again.avi"}) {
+    EXPECT_EQ(StartOf(name, 0), 5U) << name;
+    EXPECT_EQ(StartOf(name, 1), 700U) << name;
+  }
+  Do("record a.y4m -o silent.avi -q");
+  Change("silent.avi", "late.avi", 0, StreamField::kStart, 5);
+  Do("record late.avi -o again.avi --sound a.wav -q");
+  EXPECT_EQ(StartOf("again.avi", 0), 5U);
+  EXPECT_EQ(StartOf("again.avi", 1), 5 * kFrameSamples);
+}
+
+TEST_F(Sync, WavFilesBeginWithTheVideo) {
+  RecordClip("a", 20);
+  const Bytes sound = StreamBytes(In("a.avi"), 1);
+  Change("a.avi", "sound.avi", 1, StreamField::kStart, 700);
+  Do("play sound.avi -o x.y4m --sound x.wav -q");
+  Bytes expected(4 * 700);
+  AppendBytes(expected, sound);
+  EXPECT_EQ(SamplesOfWav("x.wav"), expected);
+  Do("export sound.avi -o x.m2v --sound y.wav -q");
+  EXPECT_EQ(Contents("y.wav"), Contents("x.wav"));
+  Change("a.avi", "video.avi", 0, StreamField::kStart, 5);
+  Do("play video.avi -o x.y4m --sound x.wav -q");
+  EXPECT_EQ(SamplesOfWav("x.wav"), Samples("a.avi", 5 * kFrameSamples, 15 * kFrameSamples + 100));
+}
+
+TEST_F(Sync, SoundWithoutARateIsWrittenAsItIs) {
+  RecordClip("a", 5);
+  for (const StreamField field : {StreamField::kRate, StreamField::kScale}) {
+    Change("a.avi", "b.avi", 1, field, 0);
+    Do("play b.avi -o x.y4m --sound x.wav -q");
+    EXPECT_EQ(SamplesOfWav("x.wav"), StreamBytes(In("a.avi"), 1));
+  }
+}
+
+}  // namespace
+}  // namespace vfwtool
