@@ -78,6 +78,28 @@ TEST_F(Sync, CopyJoinsLateVideoToLateVideo) {
   EXPECT_EQ(StreamBytes(In("b.avi"), 1), expected);
 }
 
+TEST_F(Sync, CopyTellsHowFarSoundThatCannotBeFilledUpIsOff) {
+  {
+    AviWriter writer(In("a.avi"),
+                     {.streams = {SampleVideo(), SampleVbr()}, .others = {}, .lists = {}});
+    for (std::size_t i = 0; i < 30; ++i) {
+      writer.Write(0, SampleBytes(20, i), true);
+    }
+    for (std::size_t i = 0; i < 10; ++i) {
+      writer.Write(1, SampleBytes(100, i), true);
+    }
+    writer.Finish();
+  }
+  // The video lasts as long as 38 packets.
+  const Outcome outcome = Run("copy a.avi a.avi a.avi -o b.avi -q");
+  EXPECT_EQ(outcome.code, 0);
+  const std::string place =
+      In("a.avi") + ": from the join on, sound stream 1 (MP3, 44100 Hz, 2 channels) is ";
+  const std::string reason = ", for only PCM is cut to the sample and filled up with silence\n";
+  EXPECT_EQ(outcome.errors, place + "0.731 s early" + reason + place + "1.489 s early" + reason);
+  EXPECT_EQ(Run("copy a.avi -o b.avi -q").errors, "");
+}
+
 TEST_F(Sync, RecordAndPlayKeepTheMomentsOfAllStreams) {
   RecordClip("a", 6);
   Change("a.avi", "x.avi", 0, StreamField::kStart, 5);

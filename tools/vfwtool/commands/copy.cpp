@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <limits>
@@ -283,9 +284,34 @@ Span SpanOf(const Part& part, std::uint64_t start, const FrameRate& rate) {
   return span;
 }
 
+/// Says how far a stream that silence cannot fill up gets away from the video at the joins.
+void NameShifts(const std::vector<Part>& parts, const std::vector<Span>& spans, std::size_t stream,
+                const ToolStreams& streams) {
+  std::optional<std::uint64_t> end;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    const AviReader& reader = *parts[i].reader;
+    const FrameRate rate = reader.Headers().streams[stream].Rate();
+    AviPackets packets(reader, stream, spans[i].part);
+    const std::optional<std::uint64_t> begin = packets.NextBegin();
+    if (!begin) {
+      continue;
+    }
+    const std::uint64_t due = *begin - spans[i].part.from + spans[i].at;
+    const std::uint64_t found = end.value_or(due);
+    const std::uint64_t shift = rate.MillisecondsAt(std::max(due, found) - std::min(due, found));
+    if (shift > reader.Rate().MillisecondsAt(1)) {
+      streams.errors << reader.Name() << ": from the join on, " << StreamText(reader, stream)
+                     << " is " << FixedText(static_cast<double>(shift) / 1000, 3)
+                     << (found < due ? " s early" : " s late")
+                     << ", for only PCM is cut to the sample and filled up with silence\n";
+    }
+    end = found + packets.SkipToEnd() - *begin;
+  }
+}
+
 /// `video` has the headers that the output gets.
 AviCompanions JoinCompanions(const std::vector<Part>& parts, const AviStreamHeaders& video,
-                             DamageLog& log) {
+                             DamageLog& log, const ToolStreams& streams) {
   const AviReader& first = *parts.front().reader;
   AviCompanions companions{
       .streams = {}, .others = first.Headers().others, .lists = first.Headers().lists};
@@ -296,11 +322,16 @@ AviCompanions JoinCompanions(const std::vector<Part>& parts, const AviStreamHead
     }
     auto joined = std::make_unique<JoinedPackets>();
     const FrameRate rate = first.Headers().streams[i].Rate();
+    std::vector<Span> spans;
     for (const Part& part : parts) {
       const Span span =
           rate.IsValid() ? SpanOf(part, video.Field(StreamField::kStart), rate) : Span{};
       joined->Add(std::make_unique<AviPackets>(*part.reader, i, span.part, log.OfPackets()),
                   span.part.from, span.at);
+      spans.push_back(span);
+    }
+    if (rate.IsValid() && !IsCutAnywhere(first.Headers().streams[i])) {
+      NameShifts(parts, spans, i, streams);
     }
     companions.streams.push_back(std::move(joined));
   }
@@ -375,7 +406,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   if (parts.front().begin != 0) {
     video.SetField(StreamField::kStart, 0);
   }
-  AviCompanions companions = JoinCompanions(parts, video, log);
+  AviCompanions companions = JoinCompanions(parts, video, log, streams);
   const BitmapFormat bitmap = ReadBitmapFormat(first.Format());
   TransferReport report{.action = "copied",
                         .input = shownInput,

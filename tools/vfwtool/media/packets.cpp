@@ -133,6 +133,13 @@ void AviPackets::Read(Packet& packet) {
   Advance(bytes);
 }
 
+std::uint64_t AviPackets::SkipToEnd() {
+  while (NextBegin()) {
+    Advance(PieceOf(Chunks()[chunk_].bytes - offset_));
+  }
+  return begin_;
+}
+
 void JoinedPackets::Add(std::unique_ptr<PacketSource> source, std::uint64_t from,
                         std::uint64_t at) {
   if (parts_.empty()) {

@@ -74,6 +74,9 @@ class AviPackets final : public PacketSource {
   std::optional<std::uint64_t> NextBegin() const override;
   void Read(Packet& packet) override;
 
+  /// Passes over what is left; the moment at which the last packet ends.
+  std::uint64_t SkipToEnd();
+
  private:
   const std::vector<AviChunk>& Chunks() const { return reader_.Contents().streams[stream_]; }
   void SkipToBegin();
