@@ -35,7 +35,8 @@ std::istream& BinaryInput(const ToolStreams& streams);
 std::ostream& BinaryOutput(const ToolStreams& streams);
 
 /// While it lives, Ctrl-C and the closing of the console do not end the process but are noted, so
-/// that the work can be completed as far as it came. There is at most one.
+/// that the work can be completed as far as it came. There is at most one; what it noted ends with
+/// it.
 class InterruptionWatch {
  public:
   InterruptionWatch();

@@ -63,6 +63,7 @@ InterruptionWatch::~InterruptionWatch() {
   for (std::size_t i = 0; i < kSignals.size(); ++i) {
     sigaction(kSignals[i], &g_previousActions[i], nullptr);
   }
+  g_isRequested = 0;
 }
 
 bool InterruptionWatch::IsRequested() { return g_isRequested != 0; }

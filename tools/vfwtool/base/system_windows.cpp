@@ -71,6 +71,7 @@ InterruptionWatch::InterruptionWatch() {
 InterruptionWatch::~InterruptionWatch() {
   SetConsoleCtrlHandler(HandleInterruption, FALSE);
   CloseHandle(g_workingThread);
+  g_isRequested = false;
 }
 
 bool InterruptionWatch::IsRequested() { return g_isRequested; }

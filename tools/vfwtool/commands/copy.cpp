@@ -391,7 +391,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   std::vector<std::unique_ptr<AviReader>> readers;
   std::string shownInput;
   for (const std::string& input : inputs) {
-    readers.push_back(OpenPart(input, arguments, streams));
+    transfer.Open([&] { readers.push_back(OpenPart(input, arguments, streams)); });
     const AviReader& reader = *readers.back();
     if (reader.FrameCount() == 0) {
       RefuseInput(input, "has no frames");

@@ -49,7 +49,9 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
   RequireDifferentFiles(input, output);
   const Transfer transfer(arguments, streams);
   DamageLog log = MakeDamageLog(arguments, streams);
-  const AviReader reader(input);
+  std::unique_ptr<AviReader> opened;
+  transfer.Open([&] { opened = std::make_unique<AviReader>(input); });
+  const AviReader& reader = *opened;
   if (reader.FrameCount() == 0) {
     RefuseInput(input, "has no frames");
   }

@@ -92,7 +92,8 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
 
   const Transfer transfer(arguments, streams);
   DamageLog log = MakeDamageLog(arguments, streams);
-  const OpenedClip clip = OpenAviClip(input, AllIn(format), log, streams);
+  OpenedClip clip;
+  transfer.Open([&] { clip = OpenAviClip(input, AllIn(format), log, streams); });
   const AviReader& reader = *clip.avi;
   const ClipFormat clipFormat = clip.source->Format();
   AviCompanions companions;

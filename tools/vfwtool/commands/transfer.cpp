@@ -121,6 +121,22 @@ JsonObject TransferReport::Json() const {
   return json;
 }
 
+namespace {
+
+std::string OutputText(const std::string& output) {
+  return output == kStandardStream ? "the standard output" : output;
+}
+
+/// Throws ToolError (kInterrupted) with what there is of the output.
+[[noreturn]] void EndAsInterrupted(const std::string& output, std::uint64_t frames) {
+  throw ToolError(ExitCode::kInterrupted,
+                  frames == 0 ? "stopped before the first frame; nothing was written"
+                              : Concat("stopped; ", OutputText(output), " has the ",
+                                       CountText(frames, "frame"), " so far"));
+}
+
+}  // namespace
+
 void Transfer::Open(const std::function<void()>& open) const {
   try {
     const InterruptionWatch::Reading reading;
@@ -131,7 +147,7 @@ void Transfer::Open(const std::function<void()>& open) const {
     }
   }
   if (InterruptionWatch::IsRequested()) {
-    throw ToolError(ExitCode::kInterrupted, "stopped before the first frame; nothing was written");
+    EndAsInterrupted("", 0);
   }
 }
 
@@ -157,13 +173,23 @@ void Transfer::Run(const Steps& steps, std::optional<std::uint64_t> total,
       ++report.frames;
       progress.Update(report.frames, watch.SecondsSinceStart());
     }
-    InterruptionWatch::IsRequested() ? steps.stop() : steps.finish();
+    if (!InterruptionWatch::IsRequested()) {
+      steps.finish();
+    } else if (report.frames != 0) {
+      steps.stop();
+    } else {
+      EndAsInterrupted(report.output, 0);
+    }
   } catch (const ToolError& error) {
     const std::uint64_t frames = steps.finishEarly();
-    throw ToolError(error.Code(), frames == 0
-                                      ? error.what()
-                                      : Concat(error.what(), " (", report.output, " has the ",
-                                               CountText(frames, "frame"), " before that)"));
+    // What the output goes to may have been interrupted as well, and gone first.
+    if (InterruptionWatch::IsRequested()) {
+      EndAsInterrupted(report.output, frames);
+    }
+    throw ToolError(error.Code(),
+                    frames == 0 ? error.what()
+                                : Concat(error.what(), " (", OutputText(report.output), " has the ",
+                                         CountText(frames, "frame"), " before that)"));
   }
   report.totalSeconds = watch.SecondsSinceStart();
 }
@@ -175,8 +201,7 @@ void Transfer::Conclude(TransferReport& report, const DamageLog& log) const {
   PrintReport(report, arguments_,
               report.output == kStandardStream ? streams_.errors : streams_.output);
   if (InterruptionWatch::IsRequested()) {
-    throw ToolError(ExitCode::kInterrupted, Concat("stopped; ", report.output, " has the ",
-                                                   CountText(report.frames, "frame"), " so far"));
+    EndAsInterrupted(report.output, report.frames);
   }
   log.RequireNone(report.input);
 }
