@@ -83,5 +83,19 @@ TEST_F(Interruptions, OfTheOutputsReaderAreTheSame) {
   EXPECT_EQ(end_, "early ");
 }
 
+TEST_F(Interruptions, EndTheSearchForChunks) {
+  const TemporaryFile file(".avi");
+  StoreSample(file, SampleHeaders(2), SampleChunks(20, 2));
+  file.Overwrite(file.PositionOf("idx1"), "xxxx");
+  EXPECT_EQ(AviReader(file.Name()).FrameCount(), 20U);
+  {
+    const InterruptionWatch watch;
+    std::raise(SIGINT);
+    EXPECT_EQ(AviReader(file.Name()).FrameCount(), 0U);
+    EXPECT_TRUE(InterruptionWatch::IsRequested());
+  }
+  EXPECT_EQ(AviReader(file.Name()).FrameCount(), 20U);
+}
+
 }  // namespace
 }  // namespace vfwtool

@@ -28,6 +28,9 @@ std::string GapText(const AviReader& reader, const AviContents::Gap& gap) {
 }  // namespace
 
 void NameLosses(const AviReader& reader, DamageLog& log, const ToolStreams& streams) {
+  if (InterruptionWatch::IsRequested()) {
+    return;  // A search that was broken off found less than there is.
+  }
   const AviContents& contents = reader.Contents();
   const auto tell = [&](const auto&... what) {
     streams.errors << reader.Name() << Concat(what...) << '\n';

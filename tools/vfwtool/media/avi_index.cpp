@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/vfwtool/base/system.h"
+
 namespace vfwtool {
 namespace {
 
@@ -298,7 +300,7 @@ std::uint64_t AviChunkWalk::Search(std::uint64_t from) {
   wasUnreadable_ = false;
   Bytes block;
   std::size_t size = kFirstBlock;
-  for (std::uint64_t begin = from; begin < file_.Size();
+  for (std::uint64_t begin = from; begin < file_.Size() && !InterruptionWatch::IsRequested();
        begin += size, size = std::min(2 * size, kLargestBlock)) {
     block.resize(static_cast<std::size_t>(
         std::min<std::uint64_t>(size + kListHeaderBytes, file_.Size() - begin)));
@@ -337,7 +339,7 @@ void AviChunkWalk::Note(std::uint64_t begin, std::uint64_t end) {
 }
 
 std::optional<AviChunkWalk::Found> AviChunkWalk::Next() {
-  while (position_ < file_.Size()) {
+  while (position_ < file_.Size() && !InterruptionWatch::IsRequested()) {
     const std::uint64_t at = position_;
     const std::optional<Header> header = HeaderAt(at);
     if (!header || !IsWord(header->code)) {

@@ -88,8 +88,8 @@ class OpenDmlIndex {
 };
 
 /// Goes through the chunks of streams that lie in a file, whatever its lists state of their sizes,
-/// those of streams without headers included.
-/// Where no chunk begins, or none can be read, the next one is searched for.
+/// those of streams without headers included. Where no chunk begins, or none can be read, the next
+/// one is searched for. It ends early where the user wants the work to end.
 class AviChunkWalk {
  public:
   struct Found {
