@@ -141,7 +141,8 @@ TEST_F(Commands, TheOutputIsNoneOfTheInputs) {
   for (const char* const line :
        {"record a.y4m -o a.y4m", "record a.y4m -o a.wav --sound a.wav", "copy a.avi -o a.avi",
         "play a.avi -o a.avi", "play a.avi -o b.y4m --sound a.avi",
-        "play a.avi -o b.y4m --sound b.y4m", "export a.avi -o b.m2v --sound b.m2v"}) {
+        "play a.avi -o b.y4m --sound b.y4m", "export a.avi -o b.m2v --sound b.m2v",
+        "play a.avi -o b.raw --raw --sound ./b.raw"}) {
     EXPECT_EQ(Run(line).code, static_cast<int>(ExitCode::kUsage)) << line;
   }
   EXPECT_EQ(Contents("a.wav"), sound);

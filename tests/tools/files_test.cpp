@@ -47,6 +47,16 @@ TEST(Files, InputAndOutputMustDiffer) {
             detour + ": is the input as well");
 }
 
+TEST(Files, AreTheSameBeforeTheyAreThere) {
+  const TemporaryFile file(".bin");
+  const std::string folder = testing::TempDir();
+  const std::string name = file.Name().substr(folder.size());
+  EXPECT_TRUE(AreSameFile(file.Name(), folder + "./" + name));
+  EXPECT_TRUE(AreSameFile(name, "./" + name));
+  EXPECT_FALSE(AreSameFile(file.Name(), file.Name() + "2"));
+  EXPECT_FALSE(AreSameFile("-", "-"));
+}
+
 TEST(Input, IsAFileOrTheStandardInput) {
   std::istringstream standard("from outside");
   std::ostringstream out;

@@ -41,12 +41,22 @@ std::optional<std::uint64_t> FileBytes(const std::string& name) {
   return bytes;
 }
 
-void RequireDifferentFiles(const std::string& input, const std::string& output) {
-  if (input == kStandardStream || output == kStandardStream) {
-    return;
+bool AreSameFile(const std::string& a, const std::string& b) {
+  if (a == kStandardStream || b == kStandardStream) {
+    return false;
   }
+  // An absolute path, for of a relative one only what is there becomes canonical.
+  const auto canonical = [](const std::string& name) {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::absolute(PathOf(name), error);
+    return std::filesystem::weakly_canonical(path, error);
+  };
   std::error_code error;
-  if (std::filesystem::equivalent(PathOf(input), PathOf(output), error)) {
+  return std::filesystem::equivalent(PathOf(a), PathOf(b), error) || canonical(a) == canonical(b);
+}
+
+void RequireDifferentFiles(const std::string& input, const std::string& output) {
+  if (AreSameFile(input, output)) {
     RefuseUsage(output, ": is the input as well");
   }
 }

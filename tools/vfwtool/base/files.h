@@ -21,6 +21,9 @@ std::filesystem::path PathOf(const std::string& name);
 /// The size of a regular file; empty for anything else.
 std::optional<std::uint64_t> FileBytes(const std::string& name);
 
+/// True when both names lead to the same file, whether it is there or not. "-" is none.
+bool AreSameFile(const std::string& a, const std::string& b);
+
 /// Throws ToolError (kUsage) when both names lead to the same file: writing would destroy what is
 /// to be read.
 void RequireDifferentFiles(const std::string& input, const std::string& output);

@@ -352,7 +352,7 @@ std::unique_ptr<WavTrack> CreateSound(const AviReader& reader, const Arguments& 
     return nullptr;
   }
   RequireDifferentFiles(reader.Name(), *file);
-  if (file == arguments.Value(kAviOutputOption.name)) {
+  if (AreSameFile(*file, *arguments.Value(kAviOutputOption.name))) {
     RefuseUsage(*file, ": is the output as well");
   }
   return std::make_unique<WavTrack>(*file, reader, chosen, log.OfPackets());
