@@ -150,6 +150,16 @@ TEST_F(Commands, TheOutputIsNoneOfTheInputs) {
   EXPECT_FALSE(Exists("b.y4m"));
 }
 
+TEST_F(Commands, SoundIsAlwaysAFile) {
+  RecordClip("a", 3);
+  for (const char* const line : {"record a.y4m -o x.avi --sound -", "play a.avi -o x.y4m --sound -",
+                                 "export a.avi -o x.m2v --sound -"}) {
+    ExpectFailure(line, ExitCode::kUsage, "--sound takes the name of a file, not -");
+  }
+  EXPECT_FALSE(std::filesystem::exists("-"));
+  EXPECT_FALSE(Exists("x.avi") || Exists("x.y4m") || Exists("x.m2v"));
+}
+
 TEST_F(Commands, RecordSaysWhatTheStreamWillState) {
   StoreClip("bottom", 2, FieldOrder::kBottomFirst);
   StoreClip("progressive", 2, FieldOrder::kProgressive);

@@ -299,6 +299,17 @@ CreatedClip CreateClip(const std::string& name, ClipKind kind, const ClipFormat&
   return clip;
 }
 
+namespace {
+
+/// Sound is no stream of bytes to go through a pipe beside the pictures.
+void RequireSoundFile(const std::string& name) {
+  if (name == kStandardStream) {
+    RefuseUsage(kSoundOutputOption.name, " takes the name of a file, not ", kStandardStream);
+  }
+}
+
+}  // namespace
+
 void RequireAviOutput(const std::string& output, const Arguments& arguments) {
   if (output == kStandardStream) {
     RefuseUsage("an AVI cannot be written to the standard output; name a file");
@@ -307,6 +318,7 @@ void RequireAviOutput(const std::string& output, const Arguments& arguments) {
     RequireDifferentFiles(input, output);
   }
   if (const auto sound = arguments.Value(kSoundInputOption.name)) {
+    RequireSoundFile(*sound);
     RequireDifferentFiles(*sound, output);
   }
 }
@@ -351,6 +363,7 @@ std::unique_ptr<WavTrack> CreateSound(const AviReader& reader, const Arguments& 
   if (!file) {
     return nullptr;
   }
+  RequireSoundFile(*file);
   RequireDifferentFiles(reader.Name(), *file);
   if (AreSameFile(*file, *arguments.Value(kAviOutputOption.name))) {
     RefuseUsage(*file, ": is the output as well");
