@@ -4,6 +4,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "tests/tools/avi_samples.h"
 #include "tests/tools/tool_errors.h"
@@ -65,14 +66,28 @@ TEST(WavPackets, HaveTheSoundOfTheFile) {
   EXPECT_EQ(Read(Wav(kData)), kData);
 }
 
-TEST(WavPackets, EndWithTheLastWholeBlock) {
-  EXPECT_EQ(Read(Wav(kData + "abc")), kData);
-  const std::string wav = Wav(kData);
-  EXPECT_EQ(Read(wav.substr(0, wav.size() - 5)), kData.substr(0, kData.size() - 8));
+TEST(WavPackets, EndWithTheLastWholeBlock) { EXPECT_EQ(Read(Wav(kData + "abc")), kData); }
+
+TEST(WavPackets, RefuseSoundThatBreaksOff) {
+  const auto message = [](const std::string& text) {
+    return MessageOf(ExitCode::kInput, [&] { Open(text); });
+  };
+  std::string wav = Wav(kData);
+  EXPECT_EQ(message(wav.substr(0, wav.size() - 5)),
+            "sound: breaks off: it states 40000 bytes of sound and has 39995");
+  wav = Wav(kData, Chunk("ds64", Number(99, 8) + Number(40004, 8) + Number(1000, 8) + Number(0)));
+  wav.replace(0, 4, "RF64");
+  wav.replace(wav.find("data") + 4, 4, Number(0xFFFFFFFF));
+  EXPECT_EQ(message(wav), "sound: breaks off: it states 40004 bytes of sound and has 40000");
+}
+
+TEST(WavPackets, MayBeNone) {
+  EXPECT_EQ(Read(Wav("")), "");
+  EXPECT_EQ(Read(Wav("") + Chunk("LIST", "INFO" + Chunk("ICMT", "abc"))), "");
 }
 
 TEST(WavPackets, ReachToTheEndWhereTheSizeIsNotKnown) {
-  for (const std::uint32_t stated : {0U, 0xFFFFFFFFU}) {
+  for (const std::uint32_t stated : {0U, 0x7FFFF000U, 0xFFFFFFFFU}) {
     std::string wav = Wav(kData);
     wav.replace(wav.find("data") + 4, 4, Number(stated));
     EXPECT_EQ(Read(wav), kData);
@@ -83,9 +98,11 @@ TEST(WavPackets, TakeTheSizeOfRf64) {
   const std::string sizes =
       Chunk("ds64", Number(99, 8) + Number(4000, 8) + Number(1000, 8) + Number(0));
   std::string wav = Wav(kData, sizes);
-  wav.replace(0, 4, "RF64");
   wav.replace(wav.find("data") + 4, 4, Number(0xFFFFFFFF));
-  EXPECT_EQ(Read(wav), kData.substr(0, 4000));
+  for (const char* const code : {"RF64", "BW64"}) {
+    wav.replace(0, 4, code);
+    EXPECT_EQ(Read(wav), kData.substr(0, 4000));
+  }
 }
 
 TEST(WavPackets, RefuseWhatIsNoPcm) {
@@ -106,15 +123,30 @@ TEST(WavPackets, RefuseWhatIsNoPcm) {
     EXPECT_TRUE(message("RIFF____WAVE" + Chunk("fmt ", format) + Chunk("data", kData))
                     .starts_with("sound: has sound that is no PCM"));
   }
+  // Blocks that do not hold a sample of each channel, and no channels.
+  for (const auto& [channels, blockBytes] :
+       {std::pair{2, 1}, std::pair{2, 3}, std::pair{2, 2}, std::pair{2, 65534}, std::pair{0, 4}}) {
+    std::string format = Text(SamplePcm().format);
+    format.replace(2, 2, Number(static_cast<std::uint64_t>(channels), 2));
+    format.replace(12, 2, Number(static_cast<std::uint64_t>(blockBytes), 2));
+    EXPECT_TRUE(message("RIFF____WAVE" + Chunk("fmt ", format) + Chunk("data", kData))
+                    .starts_with("sound: has sound that is no PCM"))
+        << channels << ' ' << blockBytes;
+  }
 }
 
 TEST(WavPackets, TakeExtensibleFormats) {
   std::string format = Text(SamplePcm().format) + Number(22, 2) + Number(16, 2) + Number(3) +
-                       Number(1, 2) + std::string(14, '\0');
+                       Number(1, 2) + std::string("\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 14);
   format.replace(0, 2, Number(0xFFFE, 2));
   const std::string wav = "RIFF____WAVE" + Chunk("fmt ", format) + Chunk("data", kData);
   EXPECT_EQ(Read(wav), kData);
   EXPECT_EQ(Text(Open(wav)->Headers().format), format);
+  // A subformat of somebody's own, whose first word is that of PCM.
+  format.back() = 'r';
+  EXPECT_EQ(MessageOf(ExitCode::kInput,
+                      [&] { Open("RIFF____WAVE" + Chunk("fmt ", format) + Chunk("data", kData)); }),
+            "sound: has sound that is no PCM: coding 65534, 48000 Hz, 2 channels, 16 bits");
 }
 
 TEST(WavWriter, WritesWhatIsReadBack) {

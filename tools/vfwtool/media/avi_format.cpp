@@ -1,6 +1,7 @@
 #include "tools/vfwtool/media/avi_format.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 
 #include "tools/vfwtool/base/text.h"
@@ -133,7 +134,13 @@ bool IsKnownKind(std::array<char, 2> kind) {
 }
 
 bool SoundFormat::IsPcm() const {
-  return (tag == kPcmTag || tag == kFloatTag) && blockBytes != 0 && samplesPerSecond != 0;
+  constexpr std::uint32_t kMostSampleBytes = 8;
+  if ((tag != kPcmTag && tag != kFloatTag) || channels == 0 || samplesPerSecond == 0) {
+    return false;
+  }
+  const std::uint32_t sampleBytes = blockBytes / channels;
+  return blockBytes % channels == 0 && sampleBytes != 0 && sampleBytes <= kMostSampleBytes &&
+         8 * sampleBytes >= bits;
 }
 
 bool SoundFormat::IsKnown() const {
@@ -156,15 +163,21 @@ std::string SoundFormat::Text() const {
 
 SoundFormat ReadSoundFormat(std::span<const std::uint8_t> format) {
   constexpr std::size_t kSubformatOffset = 24;
+  // What follows the tag in the GUID of a subformat that has one
+  // (KSDATAFORMAT_SUBTYPE_WAVEFORMATEX).
+  constexpr std::array<std::uint8_t, 14> kTaggedSubformat = {
+      0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
   Bytes whole(format.begin(), format.end());
-  whole.resize(std::max(whole.size(), kSubformatOffset + 2));
+  whole.resize(std::max(whole.size(), kSubformatOffset + 2 + kTaggedSubformat.size()));
   SoundFormat sound{.tag = ReadLittleEndian16(whole, 0),
                     .channels = ReadLittleEndian16(whole, 2),
                     .samplesPerSecond = ReadLittleEndian32(whole, 4),
                     .bytesPerSecond = ReadLittleEndian32(whole, 8),
                     .blockBytes = ReadLittleEndian16(whole, kBlockOffset),
                     .bits = ReadLittleEndian16(whole, 14)};
-  if (sound.tag == kExtensibleTag) {
+  if (sound.tag == kExtensibleTag &&
+      std::ranges::equal(kTaggedSubformat,
+                         std::span(whole).subspan(kSubformatOffset + 2, kTaggedSubformat.size()))) {
     sound.tag = ReadLittleEndian16(whole, kSubformatOffset);
   }
   return sound;

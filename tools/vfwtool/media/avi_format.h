@@ -114,7 +114,7 @@ struct SoundFormat {
   std::uint16_t blockBytes = 0;  ///< One sample of all channels, or one packet.
   std::uint16_t bits = 0;        ///< Per sample of a channel; 0 where the coding has no such thing.
 
-  /// Every block is one sample of all channels.
+  /// Every block is one sample of all channels, and has room for it.
   bool IsPcm() const;
   /// The coding is one that is met in AVIs.
   bool IsKnown() const;

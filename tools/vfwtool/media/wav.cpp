@@ -11,11 +11,25 @@ namespace {
 
 /// What a 32-bit size states where the true one stands in the chunk "ds64", or was never filled in.
 constexpr std::uint32_t kUnknownSize = 0xFFFFFFFF;
+/// What some programs that write to a pipe state.
+constexpr std::uint32_t kUnknownSizeOfPipe = 0x7FFFF000;
 /// The sizes of "ds64": of the file, of the data, the number of blocks; then an empty table.
 constexpr std::size_t kSizesBytes = 28;
 
 /// More than any sound format takes.
 constexpr std::uint64_t kMaxFormatBytes = 4096;
+
+/// Whether chunks fill the file exactly from there on, as they hardly ever do where samples stand.
+bool AreChunks(const RiffFile& riff, std::uint64_t begin) {
+  std::uint64_t position = begin;
+  while (const std::optional<RiffChunk> chunk = riff.ChunkAt(position, riff.Size())) {
+    if (!IsWord(chunk->code) || (!IsList(chunk->code) && chunk->Size() != chunk->stated)) {
+      return false;
+    }
+    position = PaddedBytes(chunk->end);
+  }
+  return position != begin && position >= riff.Size();
+}
 
 }  // namespace
 
@@ -30,7 +44,7 @@ WavPackets::WavPackets(std::unique_ptr<std::istream> file, std::uint64_t fileByt
   std::array<std::uint8_t, kListHeaderBytes> start{};
   const bool isRead = riff.Read(0, start);
   const FourCc code = ReadLittleEndian32(start, 0);
-  if (!isRead || (code != "RIFF"_fourcc && code != "RF64"_fourcc) ||
+  if (!isRead || (code != "RIFF"_fourcc && code != "RF64"_fourcc && code != "BW64"_fourcc) ||
       ReadLittleEndian32(start, kChunkHeaderBytes) != "WAVE"_fourcc) {
     RefuseInput(name_, "is not a WAV file");
   }
@@ -48,10 +62,15 @@ WavPackets::WavPackets(std::unique_ptr<std::istream> file, std::uint64_t fileByt
       position_ = chunk->begin;
       // A writer that was ended early, or wrote to a pipe, knew no size: the sound reaches to the
       // end.
-      const bool isUnknown = chunk->stated == kUnknownSize || chunk->stated == 0;
       const std::uint64_t rest = fileBytes_ - chunk->begin;
-      end_ =
-          isUnknown ? chunk->begin + (trueSize == 0 ? rest : std::min(trueSize, rest)) : chunk->end;
+      const bool isUnknown = chunk->stated == kUnknownSize ||
+                             (chunk->stated == kUnknownSizeOfPipe && rest < chunk->stated) ||
+                             (chunk->stated == 0 && !AreChunks(riff, chunk->begin));
+      const std::uint64_t bytes = !isUnknown ? chunk->stated : trueSize == 0 ? rest : trueSize;
+      if (bytes > rest) {
+        RefuseInput(name_, "breaks off: it states ", bytes, " bytes of sound and has ", rest);
+      }
+      end_ = chunk->begin + bytes;
       break;
     }
     position = PaddedBytes(chunk->end);

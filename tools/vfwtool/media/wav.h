@@ -10,10 +10,11 @@
 
 namespace vfwtool {
 
-/// The sound of a WAV file, of RF64 too, in packets of an eighth of a second.
+/// The sound of a WAV file, of RF64 and BW64 too, in packets of an eighth of a second.
 class WavPackets final : public PacketSource {
  public:
-  /// Throws ToolError (kInput) when the file cannot be read or its sound is not PCM.
+  /// Throws ToolError (kInput) when the file cannot be read, has less sound than it states, or
+  /// sound that is not PCM.
   explicit WavPackets(const std::string& name);
 
   /// Reads `file`, of `fileBytes`; `name` is used in messages.
