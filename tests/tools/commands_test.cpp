@@ -134,6 +134,20 @@ TEST_F(Commands, InfoTellsHowFarSoundEndsFromTheVideo) {
   }
 }
 
+TEST_F(Commands, InfoListsTheFrames) {
+  RecordClip("a", 3);
+  const std::string info = Do("info a.avi --frames");
+  EXPECT_TRUE(info.starts_with(Do("info a.avi")));
+  for (const char* const line : {"\n  frame 1: ", "\n  frame 3: "}) {
+    EXPECT_TRUE(Contains(info, line)) << info;
+  }
+  EXPECT_TRUE(Contains(info, ", key frame, 1 frame picture, quantiser code ")) << info;
+  EXPECT_FALSE(Contains(info, "frame 4: "));
+  const std::string json = Do("info a.avi --frames --json");
+  EXPECT_TRUE(Contains(json, "  \"frameList\": [\n    {\n      \"bytes\": ")) << json;
+  EXPECT_TRUE(json.ends_with("    }\n  ]\n}\n")) << json;
+}
+
 TEST_F(Commands, TheOutputIsNoneOfTheInputs) {
   RecordClip("a", 3);
   const Bytes sound = Contents("a.wav");

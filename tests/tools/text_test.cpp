@@ -3,7 +3,10 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
+#include <optional>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace vfwtool {
 namespace {
@@ -59,6 +62,22 @@ TEST(Json, PrintsMembersInTheirOrder) {
             "  ],\n"
             "  \"empty\": []\n"
             "}");
+}
+
+TEST(Json, LongListsArePrintedAsTheyCome) {
+  for (const std::size_t length : {0U, 1U, 3U}) {
+    std::vector<JsonObject> list;
+    for (std::size_t i = 0; i < length; ++i) {
+      list.push_back(JsonObject().Integer("i", static_cast<std::int64_t>(i)));
+    }
+    JsonObject whole;
+    whole.Integer("n", 1).List("list", list);
+    std::size_t next = 0;
+    std::ostringstream stream;
+    JsonObject().Integer("n", 1).Print(
+        stream, "list", [&] { return next < length ? std::optional(list[next++]) : std::nullopt; });
+    EXPECT_EQ(stream.str(), whole.Print());
+  }
 }
 
 TEST(Json, NumbersAreShortAndFinite) {

@@ -183,4 +183,18 @@ std::string JsonObject::Print(int depth) const {
   return text + Indentation(depth) + '}';
 }
 
+void JsonObject::Print(std::ostream& stream, std::string_view list,
+                       const std::function<std::optional<JsonObject>()>& next) const {
+  constexpr std::size_t kEndLength = 2;
+  std::string text = Print();
+  text.resize(text.size() - kEndLength);
+  stream << text << ",\n" << Indentation(1) << JsonString(list) << ": [";
+  bool isEmpty = true;
+  while (const std::optional<JsonObject> object = next()) {
+    stream << (isEmpty ? "\n" : ",\n") << Indentation(2) << object->Print(2);
+    isEmpty = false;
+  }
+  stream << (isEmpty ? "]" : '\n' + Indentation(1) + ']') << "\n}";
+}
+
 }  // namespace vfwtool

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -49,6 +51,11 @@ class JsonObject {
 
   /// The object with one member a line, indented by `depth` levels, without a final line end.
   std::string Print(int depth = 0) const;
+
+  /// Prints the object, which has members, with one more: a list of what `next` gives until it
+  /// gives nothing, for lists that are too long to be kept.
+  void Print(std::ostream& stream, std::string_view list,
+             const std::function<std::optional<JsonObject>()>& next) const;
 
  private:
   struct Member {

@@ -60,10 +60,14 @@ std::string MpegText(const MpegHeaders& mpeg) {
 struct FrameReport {
   std::uint64_t bytes = 0;
   bool isKeyFrame = false;
+  bool isReadable = true;
   std::optional<MpegHeaders> mpeg{};  ///< Of MPEG-2 frames.
 
   std::string Text() const {
     std::string text = Concat(CountText(bytes, "byte"), isKeyFrame ? ", key frame" : "");
+    if (!isReadable) {
+      text += ", cannot be read";
+    }
     if (mpeg) {
       text += Concat(", ", PictureText(*mpeg), ", ", QuantiserText(*mpeg));
     }
@@ -72,6 +76,9 @@ struct FrameReport {
   JsonObject Json() const {
     JsonObject json;
     json.Integer("bytes", static_cast<std::int64_t>(bytes)).Boolean("keyFrame", isKeyFrame);
+    if (!isReadable) {
+      json.Boolean("readable", false);
+    }
     if (mpeg) {
       json.Integer("pictures", mpeg->pictures)
           .Integer("pictureStructure", mpeg->structure)
@@ -153,8 +160,6 @@ struct AviReport {
   std::optional<CodecDescription> codec{};
   /// The headers of the first frame, if it is of MPEG-2.
   std::optional<MpegHeaders> mpeg{};
-  /// All frames, where they are asked for.
-  std::vector<FrameReport> frameList{};
 
   std::string Text() const;
   JsonObject Json() const;
@@ -188,17 +193,13 @@ std::string AviReport::Text() const {
   if (mpeg) {
     text += Concat("  first frame ", MpegText(*mpeg), ", ", QuantiserText(*mpeg), '\n');
   }
-  for (std::size_t i = 0; i < frameList.size(); ++i) {
-    text += Concat("  frame ", i + 1, ": ", frameList[i].Text(), '\n');
-  }
   return text;
 }
 
-template <typename Report>
-std::vector<JsonObject> JsonList(const std::vector<Report>& reports) {
+std::vector<JsonObject> JsonList(const std::vector<StreamReport>& reports) {
   std::vector<JsonObject> list;
   list.reserve(reports.size());
-  for (const Report& report : reports) {
+  for (const StreamReport& report : reports) {
     list.push_back(report.Json());
   }
   return list;
@@ -232,9 +233,6 @@ JsonObject AviReport::Json() const {
   if (mpeg) {
     json.Text("mpeg", MpegText(*mpeg));
   }
-  if (!frameList.empty()) {
-    json.List("frameList", JsonList(frameList));
-  }
   return json;
 }
 
@@ -263,25 +261,48 @@ std::optional<MpegHeaders> MpegHeadersOf(std::span<const std::uint8_t> frame) {
   return headers.hasSequence && headers.isMpeg2 ? std::optional(headers) : std::nullopt;
 }
 
-void LookAtFrames(AviReader& reader, bool withList, AviReport& report) {
-  for (std::uint32_t i = 0; i < reader.FrameCount(); ++i) {
-    const AviChunk& frame = reader.Frame(i);
+FrameReport ReportFrame(const AviReader& reader, std::uint32_t index, Bytes& frame) {
+  const AviChunk& chunk = reader.Frame(index);
+  FrameReport report{.bytes = chunk.bytes,
+                     .isKeyFrame = chunk.isKeyFrame,
+                     .isReadable = reader.Read(chunk, frame)};
+  if (report.isReadable) {
+    report.mpeg = MpegHeadersOf(frame);
+  }
+  return report;
+}
+
+void CountFrames(const AviReader& reader, AviReport& report) {
+  for (const AviChunk& frame : reader.Frames()) {
     report.frames.Add(frame.bytes);
     report.emptyFrames += frame.bytes == 0 ? 1U : 0U;
     report.keyFrames += frame.isKeyFrame ? 1U : 0U;
-    if (withList) {
-      report.frameList.push_back(
-          {frame.bytes, frame.isKeyFrame, MpegHeadersOf(reader.ReadFrame(i))});
-    }
   }
-  if (reader.FrameCount() != 0 && report.bitmap.NeedsCodec()) {
-    report.mpeg = MpegHeadersOf(reader.ReadFrame(0));
+}
+
+/// Prints the report with a line for each frame; all of them together might take more memory than
+/// the file.
+void PrintWithFrames(const AviReport& report, const AviReader& reader, bool asJson,
+                     std::ostream& stream) {
+  Bytes frame;
+  std::uint32_t index = 0;
+  if (asJson) {
+    report.Json().Print(stream, "frameList", [&] {
+      return index < reader.FrameCount() ? std::optional(ReportFrame(reader, index++, frame).Json())
+                                         : std::nullopt;
+    });
+    stream << '\n';
+    return;
+  }
+  stream << report.Text();
+  for (; index < reader.FrameCount(); ++index) {
+    stream << "  frame " << index + 1 << ": " << ReportFrame(reader, index, frame).Text() << '\n';
   }
 }
 
 void Run(const Arguments& arguments, const ToolStreams& streams) {
   const std::string& file = arguments.Operand(0);
-  AviReader reader(file);
+  const AviReader reader(file);
   AviReport report{.file = file,
                    .fileBytes = reader.FileSize(),
                    .foundBy = reader.Contents().foundBy,
@@ -294,14 +315,22 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
       report.streams.push_back(ReportStream(reader, i));
     }
   }
-  LookAtFrames(reader, arguments.Has(kFramesOption.name), report);
+  CountFrames(reader, report);
   if (report.bitmap.NeedsCodec()) {
+    if (reader.FrameCount() != 0) {
+      Bytes frame;
+      report.mpeg = ReportFrame(reader, 0, frame).mpeg;
+    }
     const std::unique_ptr<Codec> codec = FindDecompressor(report.handler, reader.Format());
     if (codec != nullptr) {
       report.codec = codec->Describe();
     }
   }
-  PrintReport(report, arguments, streams.output);
+  if (arguments.Has(kFramesOption.name)) {
+    PrintWithFrames(report, reader, arguments.Has(kJsonOption.name), streams.output);
+  } else {
+    PrintReport(report, arguments, streams.output);
+  }
 }
 
 }  // namespace
