@@ -132,6 +132,24 @@ TEST_F(Sync, WavFilesBeginWithTheVideo) {
   EXPECT_EQ(SamplesOfWav("x.wav"), Samples("a.avi", 5 * kFrameSamples, 15 * kFrameSamples + 100));
 }
 
+TEST_F(Sync, CompareTellsOfAnotherMomentOrRate) {
+  RecordClip("a", 6);
+  const auto sound = [&](std::size_t stream, StreamField field, std::uint32_t value) {
+    Change("a.avi", "b.avi", stream, field, value);
+    const std::string report = Do("compare a.avi b.avi");
+    const std::size_t begin = report.find("  sound       ");
+    return report.substr(begin, report.find('\n', begin) - begin);
+  };
+  EXPECT_EQ(sound(1, StreamField::kStart, 24000),
+            "  sound       stream 1 begins 00:00:00.500 later in the second clip");
+  EXPECT_EQ(sound(0, StreamField::kStart, 25),
+            "  sound       stream 1 begins 00:00:01.000 earlier in the second clip");
+  EXPECT_EQ(sound(1, StreamField::kRate, 24000),
+            "  sound       stream 1 has the rate 48000 in the first clip and 24000 in the second");
+  EXPECT_EQ(sound(1, StreamField::kRate, 48000),
+            "  sound       the same, byte for byte (1 stream)");
+}
+
 TEST_F(Sync, SoundWithoutARateIsWrittenAsItIs) {
   RecordClip("a", 5);
   for (const StreamField field : {StreamField::kRate, StreamField::kScale}) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <optional>
 
@@ -136,6 +137,40 @@ std::optional<std::uint64_t> FirstDifference(StreamBytes& a, StreamBytes& b) {
   }
 }
 
+/// When a stream begins, from the first frame on, in units of its rate; 0 where it has none.
+std::int64_t BeginOf(const AviReader& reader, std::size_t stream) {
+  const AviStreamHeaders& headers = reader.Headers().streams[stream];
+  const std::uint64_t video =
+      headers.Rate().IsValid()
+          ? reader.Rate().MomentIn(headers.Rate(), reader.Video().Field(StreamField::kStart))
+          : 0;
+  return std::int64_t{headers.Field(StreamField::kStart)} - static_cast<std::int64_t>(video);
+}
+
+/// How two streams of sound differ but for their bytes; empty when they do not.
+std::string DifferenceOfHeaders(const AviReader& first, std::size_t streamA,
+                                const AviReader& second, std::size_t streamB) {
+  const AviStreamHeaders& a = first.Headers().streams[streamA];
+  const AviStreamHeaders& b = second.Headers().streams[streamB];
+  if (a.format != b.format) {
+    return "differs in format";
+  }
+  const FrameRate rate = a.Rate();
+  if (std::uint64_t{rate.numerator} * b.Rate().denominator !=
+      std::uint64_t{b.Rate().numerator} * rate.denominator) {
+    return Concat("has the rate ", rate.Text(), " in the first clip and ", b.Rate().Text(),
+                  " in the second");
+  }
+  const std::int64_t delay = BeginOf(second, streamB) - BeginOf(first, streamA);
+  if (delay == 0) {
+    return {};
+  }
+  const auto units = static_cast<std::uint64_t>(std::abs(delay));
+  return Concat("begins ",
+                rate.IsValid() ? TimeText(rate.MillisecondsAt(units)) : CountText(units, "unit"),
+                delay > 0 ? " later" : " earlier", " in the second clip");
+}
+
 }  // namespace
 
 void PlaneDifference::Add(std::uint8_t a, std::uint8_t b) {
@@ -253,16 +288,17 @@ SoundComparison CompareSound(const AviReader& first, const AviReader& second, st
   const std::vector<std::size_t> soundB = second.SoundStreams();
   SoundComparison comparison;
   for (std::size_t i = 0; i < std::min(soundA.size(), soundB.size()); ++i) {
-    const Bytes& formatA = first.Headers().streams[soundA[i]].format;
-    if (formatA != second.Headers().streams[soundB[i]].format) {
-      comparison.difference = Concat("stream ", i + 1, " differs in format");
+    if (const std::string difference = DifferenceOfHeaders(first, soundA[i], second, soundB[i]);
+        !difference.empty()) {
+      comparison.difference = Concat("stream ", i + 1, ' ', difference);
       return comparison;
     }
     StreamBytes a(first, soundA[i], frames, damage);
     StreamBytes b(second, soundB[i], frames, damage);
     if (const std::optional<std::uint64_t> position = FirstDifference(a, b)) {
       const std::uint64_t bytesPerSecond =
-          std::max(ReadSoundFormat(formatA).bytesPerSecond, std::uint32_t{1});
+          std::max(ReadSoundFormat(first.Headers().streams[soundA[i]].format).bytesPerSecond,
+                   std::uint32_t{1});
       comparison.difference = Concat("stream ", i + 1, " differs from its byte ", *position,
                                      " on, at about ", TimeText(1000 * *position / bytesPerSecond));
       return comparison;

@@ -25,7 +25,7 @@ struct PlaneDifference {
   double Psnr() const;
 };
 
-/// Whether the sound of two AVIs is the same, byte for byte.
+/// Whether the sound of two AVIs is the same, byte for byte and at the same moment.
 struct SoundComparison {
   std::size_t streams = 0;   ///< That are the same.
   std::string difference{};  ///< The first one, if there is any.
