@@ -218,6 +218,8 @@ TEST_F(Commands, PlayWritesTheFieldOrderThatTheFramesState) {
     Do("import b.m2v -o b.avi -q");
     Do("play b.avi -o x.y4m -q");
     EXPECT_EQ(letter(), expected);
+    EXPECT_TRUE(Contains(Do("info b.avi"),
+                         isProgressive ? " scan, progressive," : " scan, bottom field first,"));
     Do("export b.avi -o c.m2v -q");
     EXPECT_EQ(Contents("c.m2v"), stream);
   }

@@ -53,7 +53,10 @@ std::string MpegText(const MpegHeaders& mpeg) {
                 PictureText(mpeg), ", ", mpeg.dcBits, "-bit DC, ",
                 mpeg.isNonLinear ? "non-linear" : "linear", " scale, intra_vlc_format ",
                 mpeg.usesTableB15 ? 1 : 0, ", ", mpeg.isAlternateScan ? "alternate" : "zig-zag",
-                " scan, ", mpeg.isTopFieldFirst ? "top" : "bottom", " field first");
+                " scan, ",
+                mpeg.isProgressive     ? "progressive"
+                : mpeg.isTopFieldFirst ? "top field first"
+                                       : "bottom field first");
 }
 
 /// One frame of the video.
