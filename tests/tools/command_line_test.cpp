@@ -84,6 +84,9 @@ TEST(Arguments, RefusesWhatTheCommandDoesNotTake) {
   EXPECT_TRUE(Contains(Refusal({"in", "-o", "out", "--colour"}), "--colour"));
   EXPECT_TRUE(Contains(Refusal({"in", "-o", "out", "-x"}), "-x"));
   EXPECT_TRUE(Contains(Refusal({"in", "more", "-o", "out"}), "more"));
+  EXPECT_EQ(Refusal({"in", "-o", "out", "--quiet=yes"}), "--quiet takes no value");
+  // Rather than that the output is missing.
+  EXPECT_EQ(Refusal({"in", "--outputs"}), "The following argument was not expected: --outputs");
   EXPECT_TRUE(Contains(Refusal({"-o", "out"}), "INPUT"));
   EXPECT_TRUE(Contains(Refusal({"in"}), "--output"));
   EXPECT_TRUE(Contains(Refusal({"in", "-o"}), "--output"));
@@ -214,6 +217,9 @@ TEST(CommandLine, UsageErrorsPointToTheHelp) {
   EXPECT_EQ(missing.code, 2);
   EXPECT_EQ(missing.output, "");
   EXPECT_TRUE(missing.errors.starts_with("parrot say: WORD")) << missing.errors;
+  EXPECT_TRUE(
+      RunParrot({"say", "--hel"})
+          .errors.starts_with("parrot say: The following argument was not expected: --hel\n"));
   EXPECT_TRUE(missing.errors.ends_with("\nTry 'parrot say --help'.\n")) << missing.errors;
 }
 

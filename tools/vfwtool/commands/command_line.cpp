@@ -86,6 +86,10 @@ class ParsedCommand {
     for (const OptionSpec& spec : command_.options) {
       const std::string name(spec.name);
       if (app_.count(name) != 0) {
+        const std::vector<std::string>& results = app_.get_option(name)->results();
+        if (spec.value.empty() && std::ranges::count(results, "true") != std::ssize(results)) {
+          RefuseUsage(name, " takes no value");
+        }
         given[name] = values_[name];
       }
     }
@@ -101,9 +105,22 @@ class ParsedCommand {
   std::map<std::string, std::string> values_;
 };
 
-/// The library wants the words from the last to the first.
-std::vector<std::string> Reversed(std::span<const std::string> words) {
-  return {words.rbegin(), words.rend()};
+/// Has the library take the words apart; throws ToolError (kUsage) for what is wrong with them.
+void Parse(CLI::App& app, std::span<const std::string> words) {
+  // The library wants them from the last to the first.
+  std::vector<std::string> reversed(words.rbegin(), words.rend());
+  try {
+    app.parse(reversed);
+  } catch (const CLI::Success&) {
+    throw;
+  } catch (const CLI::RequiredError& error) {
+    // An option that is spelt wrong says more than what is missing for it.
+    const std::vector<std::string> unknown = app.remaining(true);
+    RefuseUsage(unknown.empty() ? std::string(error.what())
+                                : std::string(CLI::ExtrasError(unknown).what()));
+  } catch (const CLI::ParseError& error) {
+    RefuseUsage(error.what());
+  }
 }
 
 bool IsCommand(const Tool& tool, std::string_view name) {
@@ -139,12 +156,9 @@ void Run(const Tool& tool, std::span<const std::string> words, const ToolStreams
     });
   }
   try {
-    std::vector<std::string> reversed = Reversed(words);
-    app.parse(reversed);
+    Parse(app, words);
   } catch (const CLI::Success& help) {
     app.exit(help, streams.output, streams.errors);
-  } catch (const CLI::ParseError& error) {
-    RefuseUsage(error.what());
   }
 }
 
@@ -164,12 +178,7 @@ int Complain(std::ostream& errors, const std::string& context, ExitCode code,
 Arguments ParseArguments(const Command& command, std::span<const std::string> words) {
   CLI::App app;
   ParsedCommand parsed(command, app);
-  try {
-    std::vector<std::string> reversed = Reversed(words);
-    app.parse(reversed);
-  } catch (const CLI::ParseError& error) {
-    RefuseUsage(error.what());
-  }
+  Parse(app, words);
   return parsed.Take();
 }
 
