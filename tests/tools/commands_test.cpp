@@ -148,6 +148,12 @@ TEST_F(Commands, InfoListsTheFrames) {
   EXPECT_TRUE(json.ends_with("    }\n  ]\n}\n")) << json;
 }
 
+TEST_F(Commands, HelpIsTrueOfTheBuiltInCodec) {
+  for (const Command* const command : kCommands) {
+    EXPECT_FALSE(Contains(Do(std::string(command->name) + " --help"), "Windows")) << command->name;
+  }
+}
+
 TEST_F(Commands, TheOutputIsNoneOfTheInputs) {
   RecordClip("a", 3);
   const Bytes sound = Contents("a.wav");

@@ -21,7 +21,7 @@ int Run(const std::vector<std::string>& arguments) {
   const vfwtool::ProcessStreams streams;
   const vfwtool::Tool tool{
       .name = "vfwtool",
-      .purpose = "Records, plays and looks after video with Video for Windows codecs.",
+      .purpose = "Records, plays and looks after the video of AVI files.",
       .version = sizeof(void*) == 8 ? VFWTOOL_VERSION " (64-bit)" : VFWTOOL_VERSION " (32-bit)",
       .commands = kCommands,
   };

@@ -33,7 +33,7 @@ inline constexpr std::array kExitCodeMeanings = {
     ExitCodeMeaning{ExitCode::kUsage, "the command line is wrong; nothing was touched"},
     ExitCodeMeaning{ExitCode::kInput,
                     "the input cannot be read, or is of a kind that is not taken"},
-    ExitCodeMeaning{ExitCode::kCodec, "no codec for the job is installed, or it refused or failed"},
+    ExitCodeMeaning{ExitCode::kCodec, "there is no codec for the job, or it refused or failed"},
     ExitCodeMeaning{ExitCode::kOutput, "the output cannot be written"},
     ExitCodeMeaning{
         ExitCode::kSizeLimit,

@@ -343,8 +343,8 @@ constinit const Command kInfoCommand = {
     .summary = "tell what an AVI is, and which codec plays it",
     .description =
         "Prints the headers of an AVI, its sound and how far it ends from the video, the sizes of "
-        "the frames, what the first frame says of itself if it is of MPEG-2, and the installed "
-        "Video for Windows codec that would play it.",
+        "the frames, what the first frame says of itself if it is of MPEG-2, and the codec "
+        "that would play it.",
     .operands = kOperands,
     .options = kOptions,
     .examples =

@@ -152,10 +152,11 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
 
 constinit const Command kPlayCommand = {
     .name = "play",
-    .summary = "decompress an AVI with an installed codec",
+    .summary = "decompress an AVI into a clip or into pictures",
     .description =
-        "Decompresses every frame of an AVI with the installed Video for Windows codec that takes "
-        "it, and writes the pictures as the codec gives them. An AVI as output gets the sound and "
+        "Decompresses every frame of an AVI with the codec that takes it, and writes the pictures "
+        "as "
+        "the codec gives them. An AVI as output gets the sound and "
         "all else that the input has, unchanged. With - as output, the result goes to the standard "
         "error stream.",
     .operands = kOperands,

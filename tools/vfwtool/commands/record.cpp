@@ -11,8 +11,8 @@ namespace {
 constexpr std::array kOperands = {
     OperandSpec{"INPUT",
                 "the clip to compress: a Y4M clip (4:2:2 with\n8 bits a sample), an AVI, "
-                "uncompressed (yuy2,\nuyvy, rgb24 or rgb32) or of an installed codec,\nor - for a "
-                "Y4M clip on the standard input"},
+                "uncompressed (yuy2,\nuyvy, rgb24 or rgb32) or compressed, or - for a\nY4M "
+                "clip on the standard input"},
 };
 
 constexpr OptionSpec kSwapFieldsOption = {
@@ -146,10 +146,10 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
 
 constinit const Command kRecordCommand = {
     .name = "record",
-    .summary = "compress a clip into an AVI with an installed codec",
+    .summary = "compress a clip into an AVI",
     .description =
-        "Compresses every frame of a clip with an installed Video for Windows codec and writes an "
-        "AVI. Every frame is asked for as a key frame. Pictures are handed to the codec as they "
+        "Compresses every frame of a clip with a codec and writes an AVI. Every frame is asked for "
+        "as a key frame. Pictures are handed to the codec as they "
         "are: the tool repacks samples, but converts neither colours nor sizes. Sound and all else "
         "that an AVI has goes into the new one unchanged. Beyond 2 GB the AVI goes on in further "
         "segments (OpenDML), which programs that open AVIs with AVIFile do not see.",
