@@ -23,7 +23,9 @@ constexpr OptionSpec kFromOption = {
     .value = "POSITION",
     .help = "begin with this frame: a number, counted from 1,\nor a time such as 00:01:02.500"};
 constexpr OptionSpec kToOption = {
-    .name = "--to", .value = "POSITION", .help = "end with this frame, or before this time"};
+    .name = "--to",
+    .value = "POSITION",
+    .help = "end with this frame, or before the one that begins\nnearest to this time"};
 constexpr OptionSpec kLikeOption = {
     .name = "--like",
     .value = "GOOD.avi",
