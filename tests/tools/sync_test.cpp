@@ -100,6 +100,27 @@ TEST_F(Sync, CopyTellsHowFarSoundThatCannotBeFilledUpIsOff) {
   EXPECT_EQ(Run("copy a.avi -o b.avi -q").errors, "");
 }
 
+TEST_F(Sync, CopyNamesStreamsThatItCannotCut) {
+  RecordClip("a", 10);
+  Change("a.avi", "rate.avi", 1, StreamField::kRate, 0);
+  Change("a.avi", "text.avi", 1, StreamField::kType, "txts"_fourcc);
+  for (const char* const cut : {" --from 3", " --to 5"}) {
+    EXPECT_EQ(Run(std::string("copy a.avi -o x.avi -q") + cut).errors, "");
+    EXPECT_EQ(Run(std::string("copy rate.avi -o x.avi -q") + cut).errors,
+              In("rate.avi") +
+                  ": sound stream 1 (PCM, 48000 Hz, 2 channels, 16 bits) states no rate; it is not "
+                  "cut\n");
+    EXPECT_EQ(StreamBytes(In("x.avi"), 1), StreamBytes(In("a.avi"), 1));
+    EXPECT_EQ(Run(std::string("copy text.avi -o x.avi -q") + cut).errors,
+              In("text.avi") +
+                  ": stream 2 (txts) is cut by the number of its packets, for they do not say when "
+                  "they are due\n");
+  }
+  for (const char* const name : {"rate.avi", "text.avi"}) {
+    EXPECT_EQ(Run(std::string("copy ") + name + " -o x.avi -q").errors, "");
+  }
+}
+
 TEST_F(Sync, RecordAndPlayKeepTheMomentsOfAllStreams) {
   RecordClip("a", 6);
   Change("a.avi", "x.avi", 0, StreamField::kStart, 5);

@@ -311,6 +311,19 @@ void NameShifts(const std::vector<Part>& parts, const std::vector<Span>& spans, 
   }
 }
 
+/// Says which streams are not cut at the moment at which the video is.
+void NameUncut(const AviReader& reader, std::size_t stream, const ToolStreams& streams) {
+  const AviStreamHeaders& headers = reader.Headers().streams[stream];
+  if (!headers.Rate().IsValid()) {
+    streams.errors << reader.Name() << ": " << StreamText(reader, stream)
+                   << " states no rate; it is not cut\n";
+  } else if (!headers.IsSound()) {
+    streams.errors
+        << reader.Name() << ": " << StreamText(reader, stream)
+        << " is cut by the number of its packets, for they do not say when they are due\n";
+  }
+}
+
 /// `video` has the headers that the output gets.
 AviCompanions JoinCompanions(const std::vector<Part>& parts, const AviStreamHeaders& video,
                              DamageLog& log, const ToolStreams& streams) {
@@ -331,6 +344,9 @@ AviCompanions JoinCompanions(const std::vector<Part>& parts, const AviStreamHead
       joined->Add(std::make_unique<AviPackets>(*part.reader, i, span.part, log.OfPackets()),
                   span.part.from, span.at);
       spans.push_back(span);
+    }
+    if (parts.front().begin != 0 || parts.back().isCutAtEnd) {
+      NameUncut(first, i, streams);
     }
     if (rate.IsValid() && !IsCutAnywhere(first.Headers().streams[i])) {
       NameShifts(parts, spans, i, streams);
