@@ -233,7 +233,8 @@ Bytes Exported(const std::vector<Bytes>& frames, std::optional<std::uint32_t> ra
     exporter.Write(frame);
   }
   exporter.Finish();
-  EXPECT_EQ(exporter.Frames(), frames.size());
+  // Which does nothing more.
+  EXPECT_EQ(exporter.FinishEarly(), frames.size());
   return file.Contents();
 }
 
@@ -267,6 +268,28 @@ TEST(MpegExport, RefusesOtherFrames) {
                   exporter.Write(frame);
                 }).starts_with("frame 2 is no MPEG-2 picture with a sequence header"));
   }
+  EXPECT_EQ(exporter.FinishEarly(), 1U);
+  EXPECT_EQ(file.Contents(), Join({Frame({}), kSequenceEnd}));
+}
+
+TEST(MpegExport, EndsTheStreamBehindTheLastWholeFrame) {
+  const TemporaryFile file(".m2v");
+  {
+    Output output(file.Name());
+    MpegExporter exporter(output, std::nullopt);
+    exporter.Write(Frame({}));
+    // As much of the next frame as the disk had room for.
+    output.Write("a good deal of a frame");
+    EXPECT_EQ(exporter.FinishEarly(), 1U);
+  }
+  EXPECT_EQ(file.Contents(), Join({Frame({}), kSequenceEnd}));
+  {
+    Output output(file.Name());
+    MpegExporter exporter(output, std::nullopt);
+    output.Write("a good deal of a frame");
+    EXPECT_EQ(exporter.FinishEarly(), 0U);
+  }
+  EXPECT_FALSE(file.Exists());
 }
 
 std::vector<Bytes> ImportedFrames(const Bytes& bytes) {

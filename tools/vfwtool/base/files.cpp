@@ -152,6 +152,14 @@ void Output::Cut(std::uint64_t bytes) {
   file_.seekp(static_cast<std::streamoff>(bytes_));
 }
 
+bool Output::TakeBack() {
+  if (stream_ != &file_) {
+    return false;
+  }
+  Cut(kept_);
+  return true;
+}
+
 void Output::Close() {
   errno = 0;
   if (stream_ == &file_) {

@@ -87,6 +87,9 @@ class Output {
   /// What was written so far is worth having if the work ends here.
   void Keep() { kept_ = bytes_; }
 
+  /// Of a file that is open: goes back to what was marked by Keep. False for anything else.
+  bool TakeBack();
+
   /// Of a file: goes back to that size; what lies behind is taken away when it is closed.
   void Cut(std::uint64_t bytes);
 

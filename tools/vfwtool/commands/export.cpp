@@ -102,7 +102,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
                         sound->Stop();
                       }
                     },
-                .finishEarly = [&] { return exporter.Frames(); }},
+                .finishEarly = [&] { return exporter.FinishEarly(); }},
                reader.FrameCount(), report);
   if (!rateCode) {
     report.rate = exporter.Rate();

@@ -108,7 +108,10 @@ class MpegExporter {
   /// Ends the stream with a sequence_end_code, if the last frame does not.
   void Finish();
 
-  std::uint64_t Frames() const { return frames_; }
+  /// Ends the stream likewise behind the last whole frame, after a failure and as far as it can be
+  /// done; the number of its frames.
+  std::uint64_t FinishEarly() noexcept;
+
   /// The frame rate that the last frame states.
   FrameRate Rate() const { return ReadMpegHeaders(frame_).rate; }
 

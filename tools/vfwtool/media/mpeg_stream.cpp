@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <utility>
 
 #include "tools/vfwtool/base/error.h"
@@ -53,8 +54,8 @@ bool MakeStandard(std::span<std::uint8_t> frame) {
 
 void MpegExporter::Write(std::span<const std::uint8_t> frame) {
   if (!frame.empty()) {
-    frame_.assign(frame.begin(), frame.end());
-    if (!MakeStandard(frame_)) {
+    Bytes standard(frame.begin(), frame.end());
+    if (!MakeStandard(standard)) {
       throw ToolError(
           ExitCode::kInput,
           Concat("frame ", frames_ + due_ + 1,
@@ -62,8 +63,9 @@ void MpegExporter::Write(std::span<const std::uint8_t> frame) {
                  "this codec (QIVM, MMES) can be exported"));
     }
     if (frameRateCode_) {
-      SetFrameRateCode(frame_, *frameRateCode_);
+      SetFrameRateCode(standard, *frameRateCode_);
     }
+    frame_ = std::move(standard);
   }
   ++due_;
   for (; due_ != 0 && !frame_.empty(); --due_) {
@@ -79,6 +81,17 @@ void MpegExporter::Finish() {
     output_.Write(StartCode(mpeg2::kSequenceEndCode));
   }
   output_.Close();
+}
+
+std::uint64_t MpegExporter::FinishEarly() noexcept {
+  try {
+    if (frames_ != 0 && output_.TakeBack()) {
+      Finish();
+    }
+  } catch (const std::exception&) {
+    // What ended the work early is reported; the stream stays as far as it came.
+  }
+  return frames_;
 }
 
 MpegFrameReader::MpegFrameReader(std::istream& stream, std::string name)
