@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "tools/vfwtool/base/error.h"
-#include "tools/vfwtool/commands/transfer.h"
+#include "tools/vfwtool/commands/copy_streams.h"
 #include "tools/vfwtool/media/mpeg.h"
 
 namespace vfwtool {
@@ -44,17 +44,6 @@ constexpr std::array kOptions = {
                        "code 8"},
     kJsonOption,
     kQuietOption,
-};
-
-/// What of an input goes into the output.
-struct Part {
-  std::unique_ptr<AviReader> reader;
-  std::uint32_t begin = 0;   ///< The first frame,
-  std::uint32_t end = 0;     ///< and the one behind the last.
-  std::uint64_t before = 0;  ///< Frames that stand before it in the output.
-  bool isCutAtEnd = false;   ///< Its other streams end with its last frame.
-
-  std::uint32_t Frames() const { return end - begin; }
 };
 
 /// The frame that begins at a position, counted from 0; of a frame number, the one that has it.
@@ -213,7 +202,7 @@ void RequireJoinable(const AviReader& reader, const AviReader& first) {
 }
 
 /// Takes a cut back to the key frame before it.
-void BeginWithKeyFrame(Part& part, const ToolStreams& streams) {
+void BeginWithKeyFrame(CopiedPart& part, const ToolStreams& streams) {
   const std::uint32_t wanted = part.begin;
   while (part.begin > 0 && !part.reader->Frame(part.begin).isKeyFrame) {
     --part.begin;
@@ -234,14 +223,14 @@ void BeginWithKeyFrame(Part& part, const ToolStreams& streams) {
 }
 
 /// The parts of the inputs that the arguments ask for.
-std::vector<Part> FindParts(std::vector<std::unique_ptr<AviReader>> readers,
-                            const Arguments& arguments, const ToolStreams& streams) {
+std::vector<CopiedPart> FindParts(std::vector<std::unique_ptr<AviReader>> readers,
+                                  const Arguments& arguments, const ToolStreams& streams) {
   std::uint64_t total = 0;
   for (const std::unique_ptr<AviReader>& reader : readers) {
     total += reader->FrameCount();
   }
   const auto [begin, end] = FindCut(arguments, readers.front()->Rate(), total);
-  std::vector<Part> parts;
+  std::vector<CopiedPart> parts;
   std::uint64_t position = 0;
   std::uint64_t before = 0;
   for (std::unique_ptr<AviReader>& reader : readers) {
@@ -249,11 +238,11 @@ std::vector<Part> FindParts(std::vector<std::unique_ptr<AviReader>> readers,
     const std::uint64_t first = std::max(begin, position);
     const std::uint64_t last = std::min(end, next);
     if (first < last) {
-      Part part{.reader = std::move(reader),
-                .begin = static_cast<std::uint32_t>(first - position),
-                .end = static_cast<std::uint32_t>(last - position),
-                .before = before,
-                .isCutAtEnd = true};
+      CopiedPart part{.reader = std::move(reader),
+                      .begin = static_cast<std::uint32_t>(first - position),
+                      .end = static_cast<std::uint32_t>(last - position),
+                      .before = before,
+                      .isCutAtEnd = true};
       BeginWithKeyFrame(part, streams);
       before += part.Frames();
       parts.push_back(std::move(part));
@@ -264,102 +253,10 @@ std::vector<Part> FindParts(std::vector<std::unique_ptr<AviReader>> readers,
   return parts;
 }
 
-/// The moments between which the other streams of a part lie, and the moment of the output at which
-/// they begin.
-struct Span {
-  AviPackets::Part part;
-  std::uint64_t at = 0;
-};
-
-/// `start` is when the first frame of the output is due.
-Span SpanOf(const Part& part, std::uint64_t start, const FrameRate& rate) {
-  const AviReader& reader = *part.reader;
-  const auto momentOf = [&](std::uint64_t frame) { return reader.Rate().MomentIn(rate, frame); };
-  Span span;
-  if (part.before != 0 || part.begin != 0) {
-    span.part.from = momentOf(reader.Video().Field(StreamField::kStart) + part.begin);
-    span.at = momentOf(start + part.before);
-  }
-  if (part.isCutAtEnd) {
-    span.part.to = span.part.from + momentOf(start + part.before + part.Frames()) - span.at;
-  }
-  return span;
-}
-
-/// Says how far a stream that silence cannot fill up gets away from the video at the joins.
-void NameShifts(const std::vector<Part>& parts, const std::vector<Span>& spans, std::size_t stream,
-                const ToolStreams& streams) {
-  std::optional<std::uint64_t> end;
-  for (std::size_t i = 0; i < parts.size(); ++i) {
-    const AviReader& reader = *parts[i].reader;
-    const FrameRate rate = reader.Headers().streams[stream].Rate();
-    AviPackets packets(reader, stream, spans[i].part);
-    const std::optional<std::uint64_t> begin = packets.NextBegin();
-    if (!begin) {
-      continue;
-    }
-    const std::uint64_t due = *begin - spans[i].part.from + spans[i].at;
-    const std::uint64_t found = end.value_or(due);
-    const std::uint64_t shift = rate.MillisecondsAt(std::max(due, found) - std::min(due, found));
-    if (shift > reader.Rate().MillisecondsAt(1)) {
-      streams.errors << reader.Name() << ": from the join on, " << StreamText(reader, stream)
-                     << " is " << FixedText(static_cast<double>(shift) / 1000, 3)
-                     << (found < due ? " s early" : " s late")
-                     << ", for only PCM is cut to the sample and filled up with silence\n";
-    }
-    end = found + packets.SkipToEnd() - *begin;
-  }
-}
-
-/// Says which streams are not cut at the moment at which the video is.
-void NameUncut(const AviReader& reader, std::size_t stream, const ToolStreams& streams) {
-  const AviStreamHeaders& headers = reader.Headers().streams[stream];
-  if (!headers.Rate().IsValid()) {
-    streams.errors << reader.Name() << ": " << StreamText(reader, stream)
-                   << " states no rate; it is not cut\n";
-  } else if (!headers.IsSound()) {
-    streams.errors
-        << reader.Name() << ": " << StreamText(reader, stream)
-        << " is cut by the number of its packets, for they do not say when they are due\n";
-  }
-}
-
-/// `video` has the headers that the output gets.
-AviCompanions JoinCompanions(const std::vector<Part>& parts, const AviStreamHeaders& video,
-                             DamageLog& log, const ToolStreams& streams) {
-  const AviReader& first = *parts.front().reader;
-  AviCompanions companions{
-      .streams = {}, .others = first.Headers().others, .lists = first.Headers().lists};
-  for (std::size_t i = 0; i < first.Headers().streams.size(); ++i) {
-    if (i == first.VideoStream()) {
-      companions.streams.push_back(nullptr);
-      continue;
-    }
-    auto joined = std::make_unique<JoinedPackets>();
-    const FrameRate rate = first.Headers().streams[i].Rate();
-    std::vector<Span> spans;
-    for (const Part& part : parts) {
-      const Span span =
-          rate.IsValid() ? SpanOf(part, video.Field(StreamField::kStart), rate) : Span{};
-      joined->Add(std::make_unique<AviPackets>(*part.reader, i, span.part, log.OfPackets()),
-                  span.part.from, span.at);
-      spans.push_back(span);
-    }
-    if (parts.front().begin != 0 || parts.back().isCutAtEnd) {
-      NameUncut(first, i, streams);
-    }
-    if (rate.IsValid() && !IsCutAnywhere(first.Headers().streams[i])) {
-      NameShifts(parts, spans, i, streams);
-    }
-    companions.streams.push_back(std::move(joined));
-  }
-  return companions;
-}
-
 /// The frames of all parts, one after another.
 class PartFrames {
  public:
-  PartFrames(const std::vector<Part>& parts, bool looksInside, DamageLog& log)
+  PartFrames(const std::vector<CopiedPart>& parts, bool looksInside, DamageLog& log)
       : parts_(parts), looksInside_(looksInside), log_(log), next_(parts.front().begin) {}
 
   /// Reads the next frame; false at the end.
@@ -389,7 +286,7 @@ class PartFrames {
   bool isKeyFrame = true;
 
  private:
-  const std::vector<Part>& parts_;
+  const std::vector<CopiedPart>& parts_;
   bool looksInside_;
   DamageLog& log_;
   std::size_t part_ = 0;
@@ -418,7 +315,7 @@ void Run(const Arguments& arguments, const ToolStreams& streams) {
     NameLosses(reader, log, streams);
     shownInput += Concat(shownInput.empty() ? "" : ", ", input);
   }
-  const std::vector<Part> parts = FindParts(std::move(readers), arguments, streams);
+  const std::vector<CopiedPart> parts = FindParts(std::move(readers), arguments, streams);
   const AviReader& first = *parts.front().reader;
   AviStreamHeaders video = first.Video();
   if (parts.front().begin != 0) {
