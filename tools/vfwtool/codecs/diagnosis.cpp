@@ -128,10 +128,12 @@ std::string Diagnosis::Text() const {
 
 JsonObject Diagnosis::Json() const {
   std::vector<JsonObject> views;
+  views.reserve(registrations.size());
   for (const CodecRegistration& registration : registrations) {
     views.push_back(RegistrationJson(registration, Problem(registration)));
   }
   std::vector<JsonObject> codecs;
+  codecs.reserve(answering.size());
   for (const CodecDescription& codec : answering) {
     codecs.push_back(codec.Json());
   }
