@@ -171,7 +171,7 @@ class Bench {
   void RestoreCoefficients() { records_ = stages_.coefficients; }
 
   void Dequantise() {
-    ForEach([this](std::size_t i) { Dequantise(i); });
+    ForEach([this](std::size_t i) { DequantiseOne(i); });
   }
   void Idct() {
     ForEach([this](std::size_t i) { kernels_.idct(records_[i]); });
@@ -180,7 +180,7 @@ class Bench {
     ForEach([this](std::size_t i) { kernels_.fdct(records_[i]); });
   }
   void Quantise() {
-    ForEach([this](std::size_t i) { Quantise(i, records_[i]); });
+    ForEach([this](std::size_t i) { QuantiseOne(i, records_[i]); });
   }
   void Input(ClientFormat format) {
     ForEach([=, this](std::size_t i) { Input(format, i, records_[i]); });
@@ -199,13 +199,13 @@ class Bench {
     ForEach([=, this](std::size_t i) {
       Input(format, i, records_[0]);
       kernels_.fdct(records_[0]);
-      Quantise(i, records_[0]);
+      QuantiseOne(i, records_[0]);
     });
   }
   void LevelsToBitmap(ClientFormat format) {
     ForEach([=, this](std::size_t i) {
       records_[0].frameDct = true;
-      Dequantise(i);
+      DequantiseOne(i);
       kernels_.idct(records_[0]);
       Output(format, kernels_.Output(format).frameDct, i, records_[0]);
     });
@@ -227,11 +227,11 @@ class Bench {
     return macroblock * 16 * kFormatBytes[static_cast<std::size_t>(format)];
   }
 
-  void Dequantise(std::size_t i) {
+  void DequantiseOne(std::size_t i) {
     kernels_.dequantise(levels_[i], DequantiserOf(stream_format::kQScaleType, kQuantiserCode),
                         false, stages_.dc, records_[0]);
   }
-  void Quantise(std::size_t i, const MacroblockRecord& record) {
+  void QuantiseOne(std::size_t i, const MacroblockRecord& record) {
     const std::size_t place = i % LevelBatch::kMacroblocks;
     batch_->largeCount = place == 0 ? 0 : batch_->largeCount;
     kernels_.quantise(record, quantiser_, *batch_, place);
