@@ -172,8 +172,9 @@ std::string JsonObject::Print(int depth) const {
       case Member::Kind::kList:
         text += '[';
         for (std::size_t i = 0; i < member.objects.size(); ++i) {
-          text +=
-              (i == 0 ? "\n" : ",\n") + Indentation(depth + 2) + member.objects[i].Print(depth + 2);
+          text += i == 0 ? "\n" : ",\n";
+          text += Indentation(depth + 2);
+          text += member.objects[i].Print(depth + 2);
         }
         text += member.objects.empty() ? "]" : '\n' + Indentation(depth + 1) + ']';
         break;
