@@ -37,7 +37,7 @@ bool ListBox::Text(int index, std::span<char> text) const {
   // What the system says of a length is the most that it can be, often several times what it is: it
   // tells how much memory the copy may take, and nothing of whether the text itself is too long.
   const int most = Send(LB_GETTEXTLEN, index, 0);
-  if (most == LB_ERR) {
+  if (most < 0) {
     return false;
   }
   std::array<char, kUsualBytes> usual = {};
