@@ -365,7 +365,7 @@ void TimeWaking(benchmark::State& state, unsigned seats) {
     std::atomic<unsigned> missing = 0;
   } meeting;
   meeting.crew.Start(seats);
-  constexpr RowCrew::Work kMeet = [](void* context, unsigned) {
+  constexpr RowCrew::Work kMeet = [](void* context, RowCrew::Seat&) {
     auto& missing = static_cast<Meeting*>(context)->missing;
     missing.fetch_sub(1);
     while (missing.load() != 0) {

@@ -60,9 +60,9 @@ FrameOutcome DecompressorContext::Decode(const DecompressFrame& frame, LineOrder
   if (!prepared) {
     return accepted ? FrameOutcome::done : FrameOutcome::refused;
   }
-  constexpr RowCrew::Work kDecodeRows = [](void* self, unsigned seat) {
+  constexpr RowCrew::Work kDecodeRows = [](void* self, RowCrew::Seat& seat) {
     auto& context = *static_cast<DecompressorContext*>(self);
-    context.decoders_[seat]->DecodeRows(context.frame_, *context.converter_, context.crew_, seat);
+    context.decoders_[seat.Number()]->DecodeRows(context.frame_, *context.converter_, seat);
   };
   auto finish = [&] { FinishFrame(*frame.outputFormat); };
   const bool sound = crew_.Run(DecodedRows(), kDecodeRows, this) && platform::RunGuarded(finish);
@@ -94,8 +94,6 @@ bool DecompressorContext::Prepare(const DecompressFrame& frame, LineOrder order)
   const int rows = frame_.parameters.MbRows();
   frame_.bytes =
       frame_.index.Find(frame_.bytes, headers_.EndOfHeaders(), rows, kernels_.findStartCode);
-  frame_.lanes =
-      std::clamp<std::size_t>(static_cast<unsigned>(rows) / crew_.Seats(), 1, SliceLanes::kLanes);
   if (frame_.parameters.intraVlcFormat != 1 && frame_.index.Found() > 0 && rows > 0) {
     RejectTableZero();
   }

@@ -4,8 +4,8 @@
 
 namespace qivm {
 
-void RowDecoder::DecodeRows(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
-                            unsigned seat) {
+void RowDecoder::DecodeRows(const FrameRows& frame, const OutputConverter& converter,
+                            RowCrew::Seat& seat) {
   lanes_.Attach(frame.bytes, frame.parameters);
   if (interrupted_) {
     lanes_.Clear();
@@ -17,16 +17,16 @@ void RowDecoder::DecodeRows(const FrameRows& frame, const OutputConverter& conve
       DecodeAlone(frame, converter, row);
     }
   }
-  DecodeClaimed(frame, converter, crew, seat);
+  DecodeClaimed(frame, converter, seat);
   interrupted_ = false;
 }
 
 /// The next row that has a slice and a place in the bitmap.
-int RowDecoder::ClaimShown(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
-                           unsigned seat) {
-  int row = crew.ClaimRow(seat);
+int RowDecoder::ClaimShown(const FrameRows& frame, const OutputConverter& converter,
+                           RowCrew::Seat& seat) {
+  int row = seat.ClaimRow();
   while (row != kNoRow && !(frame.index.Has(row) && converter.Shows(row))) {
-    row = crew.ClaimRow(seat);
+    row = seat.ClaimRow();
   }
   return row;
 }
@@ -47,33 +47,38 @@ void RowDecoder::DecodeAlone(const FrameRows& frame, const OutputConverter& conv
 }
 
 void RowDecoder::DecodeClaimed(const FrameRows& frame, const OutputConverter& converter,
-                               RowCrew& crew, unsigned seat) {
+                               RowCrew::Seat& seat) {
+  const int rowLength = frame.parameters.MbPerRow();
   std::size_t lanes = 0;
-  while (lanes < frame.lanes) {
-    const int row = ClaimShown(frame, converter, crew, seat);
-    if (row == kNoRow) {
-      break;
+  int inHand = 0;  // macroblocks
+  for (;;) {
+    while (lanes < SliceLanes::kLanes && seat.ShouldClaimMore(rowLength)) {
+      const int row = ClaimShown(frame, converter, seat);
+      if (row == kNoRow) {
+        break;
+      }
+      Start(lanes++, frame, row);
+      seat.SetInHand(inHand += rowLength);
     }
-    Start(lanes++, frame, row);
-  }
-  while (lanes > 0) {
-    lanes_.Read(lanes);
-    for (std::size_t lane = lanes; lane-- > 0;) {
-      if (!lanes_.AtMacroblocksEnd(lane)) {
-        continue;
-      }
-      record_.row = static_cast<std::int16_t>(places_[lane].row);
-      if (FinishMacroblock(lane, frame, converter)) {
-        continue;
-      }
-      places_[lane].row = kNoRow;
-      const int row = ClaimShown(frame, converter, crew, seat);
-      if (row != kNoRow) {
-        Start(lane, frame, row);
-      } else {
-        --lanes;
-        lanes_.Swap(lane, lanes);
-        std::swap(places_[lane], places_[lanes]);
+    if (lanes == 0) {
+      return;
+    }
+    for (bool rowEnded = false; !rowEnded;) {
+      lanes_.Read(lanes);
+      for (std::size_t lane = lanes; lane-- > 0;) {
+        if (!lanes_.AtMacroblocksEnd(lane)) {
+          continue;
+        }
+        record_.row = static_cast<std::int16_t>(places_[lane].row);
+        const bool goesOn = FinishMacroblock(lane, frame, converter);
+        seat.SetInHand(--inHand);
+        if (!goesOn) {
+          rowEnded = true;
+          places_[lane].row = kNoRow;
+          --lanes;
+          lanes_.Swap(lane, lanes);
+          std::swap(places_[lane], places_[lanes]);
+        }
       }
     }
   }

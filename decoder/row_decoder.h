@@ -18,8 +18,6 @@ struct FrameRows {
   std::span<const std::uint8_t> bytes;
   PictureParameters parameters;
   SliceIndex index;
-  /// Rows that each thread reads at once.
-  std::size_t lanes = 1;
 };
 
 /// Decodes rows of frames on one thread: claims them, reads several at once, transforms each
@@ -29,22 +27,20 @@ class RowDecoder : public HeapObject {
   explicit RowDecoder(const KernelSet& kernels)
       : dequantise_(kernels.dequantise), idct_(kernels.idct) {}
 
-  /// Decodes rows until the crew has none left. A call that a fault has ended is repeated: the rows
-  /// that were being decoded are then decoded once more, each alone, so that it is the same rows
-  /// and macroblocks that a fault keeps from the bitmap, whoever decodes them.
-  void DecodeRows(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
-                  unsigned seat);
+  /// Decodes rows until none is left to be claimed. A call that a fault has ended is repeated: the
+  /// rows that were being decoded are then decoded once more, each alone, so that it is the same
+  /// rows and macroblocks that a fault keeps from the bitmap, whoever decodes them.
+  void DecodeRows(const FrameRows& frame, const OutputConverter& converter, RowCrew::Seat& seat);
 
  private:
   static constexpr int kNoRow = RowCrew::kNoRow;
 
   void DecodeAlone(const FrameRows& frame, const OutputConverter& converter, int row);
-  void DecodeClaimed(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
-                     unsigned seat);
+  void DecodeClaimed(const FrameRows& frame, const OutputConverter& converter, RowCrew::Seat& seat);
   void Start(std::size_t lane, const FrameRows& frame, int row);
   bool FinishMacroblock(std::size_t lane, const FrameRows& frame, const OutputConverter& converter);
-  static int ClaimShown(const FrameRows& frame, const OutputConverter& converter, RowCrew& crew,
-                        unsigned seat);
+  static int ClaimShown(const FrameRows& frame, const OutputConverter& converter,
+                        RowCrew::Seat& seat);
 
   DequantiseKernel dequantise_;
   MacroblockKernel idct_;

@@ -116,16 +116,16 @@ bool CompressorContext::EncodeRows(std::uint8_t quantiserScaleCode) {
   if (quantiser_.scaleCode != quantiserScaleCode) {
     quantiser_ = FrameQuantiser(quantiserScaleCode);
   }
-  constexpr RowCrew::Work kEncodeRows = [](void* self, unsigned seat) {
+  constexpr RowCrew::Work kEncodeRows = [](void* self, RowCrew::Seat& seat) {
     static_cast<CompressorContext*>(self)->EncodeRowsAt(seat);
   };
   return crew_.Run(rows_, kEncodeRows, this);
 }
 
-void CompressorContext::EncodeRowsAt(unsigned seat) {
-  for (int row = crew_.ClaimRow(seat); row != RowCrew::kNoRow; row = crew_.ClaimRow(seat)) {
-    sliceBytes_[static_cast<std::size_t>(row)] = encoders_[seat]->EncodeRow(
-        *converter_, row, RowCrew::StepOf(seat), columns_, quantiser_, Slot(row));
+void CompressorContext::EncodeRowsAt(RowCrew::Seat& seat) {
+  for (int row = seat.ClaimRow(); row != RowCrew::kNoRow; row = seat.ClaimRow()) {
+    sliceBytes_[static_cast<std::size_t>(row)] = encoders_[seat.Number()]->EncodeRow(
+        *converter_, row, seat.Step(), columns_, quantiser_, Slot(row));
   }
 }
 

@@ -73,7 +73,7 @@ class CompressorContext : public HeapObject {
   bool Accepts(const CompressFrame& frame) const;
   FrameOutcome Encode(const CompressFrame& frame, LineOrder order);
   bool EncodeRows(std::uint8_t quantiserScaleCode);
-  void EncodeRowsAt(unsigned seat);
+  void EncodeRowsAt(RowCrew::Seat& seat);
   template <typename Visit>
   void ForEachPiece(Visit visit) const;
   std::size_t FrameBytes() const;

@@ -12,6 +12,29 @@ constexpr std::uint32_t kPriorityMilliseconds = 250;
 
 }  // namespace
 
+RowCrew::RowCrew() {
+  for (unsigned number = 0; number < kMaxSeats; ++number) {
+    lines_[number].seat.crew_ = this;
+    lines_[number].seat.number_ = number;
+  }
+}
+
+bool RowCrew::Seat::ShouldClaimMore(int partsOfRow) const noexcept {
+  const int left = crew_->rows_ - Count(crew_->claims_.load(std::memory_order_relaxed));
+  const int inHand = inHand_.load(std::memory_order_relaxed);
+  if (left <= 0 || inHand == 0) {
+    return left > 0;
+  }
+  int toDo = left * partsOfRow;
+  for (unsigned number = 0; number < crew_->seats_; ++number) {
+    toDo += crew_->lines_[number].seat.inHand_.load(std::memory_order_relaxed);
+  }
+  // Three quarters of a row beyond its share: a row left lying costs more than one too many, which
+  // the seat reads beside its others.
+  const int share = toDo / static_cast<int>(crew_->seats_);
+  return inHand + partsOfRow <= share + partsOfRow * 3 / 4;
+}
+
 void RowCrew::Start(unsigned seats) noexcept {
   Stop();
   const unsigned wanted = std::min(seats, kMaxSeats);
@@ -61,6 +84,9 @@ bool RowCrew::Run(int rows, Work work, void* context) noexcept {
   rows_ = rows;
   claims_.store(0, std::memory_order_relaxed);
   faulted_.store(false, std::memory_order_relaxed);
+  for (unsigned number = 0; number < seats_; ++number) {
+    lines_[number].seat.SetInHand(0);
+  }
   if (seats_ > 1) {
     PassOnPriority();
     door_.store(kOpen, std::memory_order_release);
@@ -74,9 +100,11 @@ bool RowCrew::Run(int rows, Work work, void* context) noexcept {
 }
 
 void RowCrew::WorkAt(unsigned seat) noexcept {
-  auto work = [this, seat] { work_(context_, seat); };
+  Seat& here = lines_[seat].seat;
+  auto work = [this, &here] { work_(context_, here); };
   while (!platform::RunGuarded(work)) {
     faulted_.store(true, std::memory_order_relaxed);
+    here.SetInHand(0);
   }
 }
 

@@ -21,11 +21,41 @@ class RowCrew {
   static constexpr unsigned kExitCode = 12;
   static constexpr int kNoRow = -1;
 
+  /// One thread's part in the frames, as the work there sees it.
+  class Seat {
+   public:
+    /// From 0, the calling thread's, to one less than the crew's Seats().
+    unsigned Number() const { return number_; }
+
+    /// The next row that nobody has claimed yet, or kNoRow. Half of the seats claim from the first
+    /// row on, the others from the last one back: two threads then get nearly the same rows in
+    /// every frame and find those rows' memory in their own caches.
+    int ClaimRow() noexcept;
+    /// From a row that the seat has claimed to the one that it is likely to claim next.
+    int Step() const { return FromLast() ? -1 : 1; }
+
+    /// For work that has several rows in hand: how much of them it has still to do, in parts that
+    /// are the same for all rows of a frame. It is 0 when the work begins.
+    void SetInHand(int parts) { inHand_.store(parts, std::memory_order_relaxed); }
+    /// Whether the work should claim one more row. With others in hand it should not when that
+    /// would have the other seats wait for it at the frame's end.
+    bool ShouldClaimMore(int partsOfRow) const noexcept;
+
+   private:
+    friend class RowCrew;
+
+    bool FromLast() const { return number_ % 2 != 0; }
+
+    RowCrew* crew_ = nullptr;
+    unsigned number_ = 0;
+    std::atomic<int> inHand_ = 0;
+  };
+
   /// Claims rows and works on them until there are none. After a fault it is called again for the
   /// same seat.
-  using Work = void (*)(void* context, unsigned seat);
+  using Work = void (*)(void* context, Seat& seat);
 
-  RowCrew() = default;
+  RowCrew();
   ~RowCrew() { Stop(); }
   RowCrew(const RowCrew&) = delete;
   RowCrew& operator=(const RowCrew&) = delete;
@@ -39,25 +69,6 @@ class RowCrew {
   /// nobody works any more. A fault ends the work on what a seat has claimed; all other rows are
   /// worked on as if it had not been. False when there was one.
   bool Run(int rows, Work work, void* context) noexcept;
-
-  /// For the work at a seat alone: the next row that nobody has claimed yet, or kNoRow. Half of the
-  /// seats claim from the first row on, the others from the last one back: two threads then get
-  /// nearly the same rows in every frame and find those rows' memory in their own caches.
-  int ClaimRow(unsigned seat) noexcept {
-    const bool fromLast = seat % 2 != 0;
-    std::uint32_t claims = claims_.load(std::memory_order_relaxed);
-    // Read first, so that threads that ask again and again cannot count the rows around.
-    if (Count(claims) < rows_) {
-      claims = claims_.fetch_add(fromLast ? kClaimFromLast : 1, std::memory_order_relaxed);
-    }
-    if (Count(claims) >= rows_) {
-      return kNoRow;
-    }
-    return fromLast ? rows_ - 1 - static_cast<int>(claims / kClaimFromLast)
-                    : static_cast<int>(claims % kClaimFromLast);
-  }
-  /// From a row that the seat has claimed to the one that it is likely to claim next.
-  static constexpr int StepOf(unsigned seat) { return seat % 2 != 0 ? -1 : 1; }
 
   /// Asks the helpers to leave, waits for them and frees everything.
   void Stop() noexcept;
@@ -87,6 +98,11 @@ class RowCrew {
   void WakeFrom(unsigned seat) noexcept;
   void PassOnPriority() noexcept;
 
+  /// Each in a line of the cache of its own, for they are written at every macroblock.
+  struct alignas(64) SeatLine {
+    Seat seat;
+  };
+  std::array<SeatLine, kMaxSeats> lines_;
   std::array<std::unique_ptr<Helper>, kMaxSeats - 1> helpers_;
   unsigned seats_ = 1;
   platform::Event allLeft_;
@@ -106,5 +122,19 @@ class RowCrew {
   std::uint32_t priorityTime_ = 0;
   platform::ThreadPriority priority_ = 0;
 };
+
+inline int RowCrew::Seat::ClaimRow() noexcept {
+  std::atomic<std::uint32_t>& counter = crew_->claims_;
+  std::uint32_t claims = counter.load(std::memory_order_relaxed);
+  // Read first, so that threads that ask again and again cannot count the rows around.
+  if (Count(claims) < crew_->rows_) {
+    claims = counter.fetch_add(FromLast() ? kClaimFromLast : 1, std::memory_order_relaxed);
+  }
+  if (Count(claims) >= crew_->rows_) {
+    return kNoRow;
+  }
+  return FromLast() ? crew_->rows_ - 1 - static_cast<int>(claims / kClaimFromLast)
+                    : static_cast<int>(claims % kClaimFromLast);
+}
 
 }  // namespace qivm

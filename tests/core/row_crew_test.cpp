@@ -17,7 +17,7 @@ class Rows {
   Rows(RowCrew& crew, int rows) : crew_(crew), runs_(static_cast<std::size_t>(rows)) {}
 
   bool Run() {
-    constexpr RowCrew::Work kWork = [](void* self, unsigned seat) {
+    constexpr RowCrew::Work kWork = [](void* self, RowCrew::Seat& seat) {
       static_cast<Rows*>(self)->WorkAt(seat);
     };
     return crew_.Run(static_cast<int>(runs_.size()), kWork, this);
@@ -36,10 +36,10 @@ class Rows {
   }
 
  private:
-  void WorkAt(unsigned seat) {
-    for (int row = crew_.ClaimRow(seat); row != RowCrew::kNoRow; row = crew_.ClaimRow(seat)) {
+  void WorkAt(RowCrew::Seat& seat) {
+    for (int row = seat.ClaimRow(); row != RowCrew::kNoRow; row = seat.ClaimRow()) {
       ++inside;
-      seats |= 1U << seat;
+      seats |= 1U << seat.Number();
       ++runs_[static_cast<std::size_t>(row)];
       --inside;
       if (faults.contains(row)) {
@@ -126,24 +126,67 @@ TEST(RowCrew, HelpersTakePart) {
   RowCrew crew;
   crew.Start(3);
   // Rows that wait for each other can only be worked on at the same time.
-  struct Meeting {
-    RowCrew& crew;
-    std::atomic<int> arrived = 0;
-  } meeting{crew};
-  constexpr RowCrew::Work kWork = [](void* context, unsigned seat) {
-    auto& here = *static_cast<Meeting*>(context);
-    while (here.crew.ClaimRow(seat) != RowCrew::kNoRow) {
-      ++here.arrived;
-      while (here.arrived < 3) {
+  std::atomic<int> arrived = 0;
+  constexpr RowCrew::Work kWork = [](void* context, RowCrew::Seat& seat) {
+    auto& here = *static_cast<std::atomic<int>*>(context);
+    while (seat.ClaimRow() != RowCrew::kNoRow) {
+      ++here;
+      while (here < 3) {
         std::this_thread::yield();
       }
     }
   };
   for (int frame = 0; frame < 20; ++frame) {
-    meeting.arrived = 0;
-    EXPECT_TRUE(crew.Run(3, kWork, &meeting));
-    EXPECT_EQ(meeting.arrived, 3);
+    arrived = 0;
+    EXPECT_TRUE(crew.Run(3, kWork, &arrived));
+    EXPECT_EQ(arrived, 3);
   }
+}
+
+TEST(RowCrew, SeatsLeaveTheLastRowsToThoseWhoHaveLessInHand) {
+  RowCrew crew;
+  crew.Start(2);
+  std::atomic<int> others = -1;
+  constexpr RowCrew::Work kWork = [](void* context, RowCrew::Seat& seat) {
+    constexpr int kParts = 8;  // of a row
+    auto& othersInHand = *static_cast<std::atomic<int>*>(context);
+    if (seat.Number() != 0) {
+      seat.SetInHand(10 * kParts);
+      othersInHand = 10 * kParts;
+      return;
+    }
+    // Four rows for two seats: two rows each.
+    EXPECT_TRUE(seat.ShouldClaimMore(kParts));
+    EXPECT_EQ(seat.ClaimRow(), 0);
+    seat.SetInHand(kParts);
+    while (othersInHand < 0) {
+      std::this_thread::yield();
+    }
+    // The other one is busy for long.
+    for (int row = 1; row < 4; ++row) {
+      EXPECT_TRUE(seat.ShouldClaimMore(kParts));
+      EXPECT_EQ(seat.ClaimRow(), row);
+      seat.SetInHand((row + 1) * kParts);
+    }
+    EXPECT_FALSE(seat.ShouldClaimMore(kParts));
+    EXPECT_EQ(seat.ClaimRow(), RowCrew::kNoRow);
+  };
+  for (int frame = 0; frame < 20; ++frame) {
+    others = -1;
+    EXPECT_TRUE(crew.Run(4, kWork, &others));
+  }
+  // Nobody but the calling thread knows of anything: whatever it claims, half remains.
+  constexpr RowCrew::Work kHalf = [](void*, RowCrew::Seat& seat) {
+    if (seat.Number() == 0) {
+      int claimed = 0;
+      do {
+        EXPECT_EQ(seat.ClaimRow(), claimed++);
+        seat.SetInHand(4 * claimed);
+      } while (seat.ShouldClaimMore(4));
+      EXPECT_EQ(claimed, 5);
+    }
+  };
+  EXPECT_TRUE(crew.Run(10, kHalf, nullptr));
 }
 
 TEST(RowCrew, HasAsManySeatsAsThereMayBe) {

@@ -27,7 +27,6 @@ class Rows {
     frame_.bytes = stream;
     frame_.parameters = headers.Parameters();
     frame_.index.Find(stream, headers.EndOfHeaders(), picture.Rows(), kernels_.findStartCode);
-    frame_.lanes = SliceLanes::kLanes;
     crew_.Start(threads);
     for (unsigned seat = 0; seat < crew_.Seats(); ++seat) {
       decoders_.emplace_back(new RowDecoder(kernels_));
@@ -38,9 +37,9 @@ class Rows {
     Bytes bitmap = Background(kFormat, width_, height_);
     EXPECT_TRUE(converter_.Init(UncompressedHeader(kFormat, width_, height_), &frame_.parameters));
     converter_.SetBuffer(bitmap.data());
-    constexpr RowCrew::Work kDecodeRows = [](void* self, unsigned seat) {
+    constexpr RowCrew::Work kDecodeRows = [](void* self, RowCrew::Seat& seat) {
       auto& rows = *static_cast<Rows*>(self);
-      rows.decoders_[seat]->DecodeRows(rows.frame_, rows.converter_, rows.crew_, seat);
+      rows.decoders_[seat.Number()]->DecodeRows(rows.frame_, rows.converter_, seat);
     };
     sound = crew_.Run(frame_.parameters.MbRows(), kDecodeRows, this);
     return bitmap;
