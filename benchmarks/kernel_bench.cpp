@@ -162,8 +162,9 @@ class Bench {
   Bench(KernelTier tier, const Stages& stages) : kernels_(KernelsFor(tier)), stages_(stages) {}
 
   void FindStartCodes() {
+    RowCrew alone;
     SliceIndex index;
-    index.Find(stages_.frame, 0, kRows, kernels_.findStartCode);
+    index.Find(stages_.frame, 0, kRows, kernels_.findStartCode, alone);
     benchmark::DoNotOptimize(index);
   }
   void RestoreLevels() { levels_ = stages_.levels; }
@@ -304,9 +305,10 @@ void RegisterTier(const Tier& tier, const Stages& stages) {
 void TimeLanes(benchmark::State& state, const Stages& stages) {
   HeaderParser headers;
   headers.ParsePictureHeaders(stages.frame);
+  RowCrew alone;
   SliceIndex index;
   index.Find(stages.frame, headers.EndOfHeaders(), kRows,
-             KernelsFor(KernelTier::plain).findStartCode);
+             KernelsFor(KernelTier::plain).findStartCode, alone);
   const auto lanes = std::make_unique<SliceLanes>();
   lanes->Attach(stages.frame, headers.Parameters());
   std::array<int, kRows> columns = {};
@@ -376,7 +378,7 @@ void TimeWaking(benchmark::State& state, unsigned seats) {
     std::this_thread::sleep_for(std::chrono::microseconds(200));
     meeting.missing = meeting.crew.Seats();
   };
-  Time(state, 1, fallAsleep, [&] { meeting.crew.Run(1, kMeet, &meeting); });
+  Time(state, 1, fallAsleep, [&] { meeting.crew.Run(static_cast<int>(meeting.crew.Seats()), kMeet, &meeting); });
 }
 
 }  // namespace

@@ -48,17 +48,13 @@ FrameOutcome DecompressorContext::DecodeFrameShifted(const DecompressFrame& fram
 
 FrameOutcome DecompressorContext::Decode(const DecompressFrame& frame, LineOrder order) {
   // The host's headers may be as unreadable as its buffers.
-  bool accepted = false;
-  bool prepared = false;
-  auto prepare = [&] {
-    accepted = Accepts(frame);
-    prepared = accepted && Prepare(frame, order);
-  };
+  std::optional<FrameOutcome> ended;
+  auto prepare = [&] { ended = Prepare(frame, order); };
   if (!platform::RunGuarded(prepare)) {
     return FrameOutcome::faulted;
   }
-  if (!prepared) {
-    return accepted ? FrameOutcome::done : FrameOutcome::refused;
+  if (ended) {
+    return *ended;
   }
   constexpr RowCrew::Work kDecodeRows = [](void* self, RowCrew::Seat& seat) {
     auto& context = *static_cast<DecompressorContext*>(self);
@@ -79,27 +75,28 @@ bool DecompressorContext::Accepts(const DecompressFrame& frame) const {
           SamePixels(*frame.outputFormat, outputFormat_));
 }
 
-/// Reads what stands before the rows. False when there is nothing to decode.
-bool DecompressorContext::Prepare(const DecompressFrame& frame, LineOrder order) {
-  const std::size_t size = frame.inputFormat->biSizeImage;
-  if (size == 0) {
-    return false;
+/// Reads what stands before the rows and finds them. What becomes of the frame, when there is
+/// nothing to decode.
+std::optional<FrameOutcome> DecompressorContext::Prepare(const DecompressFrame& frame,
+                                                         LineOrder order) {
+  if (!Accepts(frame)) {
+    return FrameOutcome::refused;
   }
-  frame_.bytes = {static_cast<const std::uint8_t*>(frame.input), size};
-  if (!headers_.ParsePictureHeaders(frame_.bytes) ||
+  const std::span bytes(static_cast<const std::uint8_t*>(frame.input),
+                        frame.inputFormat->biSizeImage);
+  if (bytes.empty() || !headers_.ParsePictureHeaders(bytes) ||
       !converter_->Init(outputFormat_, &headers_.Parameters())) {
-    return false;
+    return FrameOutcome::done;
   }
   frame_.parameters = headers_.Parameters();
   const int rows = frame_.parameters.MbRows();
-  frame_.bytes =
-      frame_.index.Find(frame_.bytes, headers_.EndOfHeaders(), rows, kernels_.findStartCode);
+  frame_.index.Find(bytes, headers_.EndOfHeaders(), rows, kernels_.findStartCode, crew_);
   if (frame_.parameters.intraVlcFormat != 1 && frame_.index.Found() > 0 && rows > 0) {
     RejectTableZero();
   }
   const bool shown = order == LineOrder::plain || frame_.index.Found() >= rows;
   converter_->SetBuffer(shown ? frame.output : nullptr, order);
-  return true;
+  return std::nullopt;
 }
 
 /// Table B-14 is not offered. The frame must not go on with wrong coefficients: the fault leaves it

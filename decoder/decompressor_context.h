@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "decoder/header_parser.h"
 #include "decoder/row_decoder.h"
@@ -56,7 +57,7 @@ class DecompressorContext : public HeapObject {
  private:
   bool Accepts(const DecompressFrame& frame) const;
   FrameOutcome Decode(const DecompressFrame& frame, LineOrder order);
-  bool Prepare(const DecompressFrame& frame, LineOrder order);
+  std::optional<FrameOutcome> Prepare(const DecompressFrame& frame, LineOrder order);
   int DecodedRows() const;
   static void RejectTableZero();
   static void FinishFrame(BitmapInfoHeader& outputFormat);

@@ -6,7 +6,7 @@ namespace qivm {
 
 void RowDecoder::DecodeRows(const FrameRows& frame, const OutputConverter& converter,
                             RowCrew::Seat& seat) {
-  lanes_.Attach(frame.bytes, frame.parameters);
+  lanes_.Attach(frame.index.Frame(), frame.parameters);
   if (interrupted_) {
     lanes_.Clear();
   }

@@ -15,7 +15,6 @@ namespace qivm {
 
 /// A frame whose headers are read, as every thread that decodes rows of it sees it.
 struct FrameRows {
-  std::span<const std::uint8_t> bytes;
   PictureParameters parameters;
   SliceIndex index;
 };

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <span>
 
+#include "decoder/start_code_search.h"
 #include "kernels/kernel_set.h"
+#include "platform/row_crew.h"
 
 namespace qivm {
 
@@ -20,11 +22,13 @@ class SliceIndex {
   /// Finds the slices of a frame that begin at or behind `offset`, for a picture of `rows` rows. Of
   /// two slices for one row the last one counts; those for rows outside the picture count as found.
   /// A sequence end code ends the frame once as many slices are found as there are rows: what a
-  /// host's buffer still holds of a larger frame before is not looked at. Returns the bytes that
-  /// were looked at, all slices among them.
-  std::span<const std::uint8_t> Find(std::span<const std::uint8_t> frame, std::size_t offset,
-                                     int rows, StartCodeKernel findStartCode);
+  /// host's buffer still holds of a larger frame before is not looked at. The crew's threads share
+  /// the search.
+  void Find(std::span<const std::uint8_t> frame, std::size_t offset, int rows,
+            StartCodeKernel findStartCode, RowCrew& crew);
 
+  /// The bytes of the frame up to the end that was found, all slices among them.
+  std::span<const std::uint8_t> Frame() const { return frame_; }
   /// How many slices there are, whatever their rows.
   int Found() const { return found_; }
   /// The bytes of a row's slice behind its start code up to the next one; empty when there is none.
@@ -35,6 +39,8 @@ class SliceIndex {
   bool Has(int row) const { return Slice(row).data() != nullptr; }
 
  private:
+  StartCodeSearch search_;
+  std::span<const std::uint8_t> frame_;
   std::array<std::span<const std::uint8_t>, kMaxRows> slices_;
   int found_ = 0;
 };

@@ -87,13 +87,15 @@ bool RowCrew::Run(int rows, Work work, void* context) noexcept {
   for (unsigned number = 0; number < seats_; ++number) {
     lines_[number].seat.SetInHand(0);
   }
-  if (seats_ > 1) {
+  // One row is not worth waking anyone.
+  const bool shared = seats_ > 1 && rows > 1;
+  if (shared) {
     PassOnPriority();
     door_.store(kOpen, std::memory_order_release);
     WakeFrom(0);
   }
   WorkAt(0);
-  if (seats_ > 1 && door_.fetch_and(~kOpen, std::memory_order_acq_rel) != kOpen) {
+  if (shared && door_.fetch_and(~kOpen, std::memory_order_acq_rel) != kOpen) {
     allLeft_.Wait();
   }
   return !faulted_.load(std::memory_order_relaxed);

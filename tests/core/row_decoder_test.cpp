@@ -24,10 +24,10 @@ class Rows {
       : width_(picture.width), height_(picture.height), converter_(kernels_) {
     HeaderParser headers;
     EXPECT_TRUE(headers.ParsePictureHeaders(stream));
-    frame_.bytes = stream;
     frame_.parameters = headers.Parameters();
-    frame_.index.Find(stream, headers.EndOfHeaders(), picture.Rows(), kernels_.findStartCode);
     crew_.Start(threads);
+    frame_.index.Find(stream, headers.EndOfHeaders(), picture.Rows(), kernels_.findStartCode,
+                      crew_);
     for (unsigned seat = 0; seat < crew_.Seats(); ++seat) {
       decoders_.emplace_back(new RowDecoder(kernels_));
     }

@@ -7,6 +7,7 @@
 #include "tests/support/bit_string.h"
 #include "tests/support/client_pictures.h"
 #include "tests/support/guarded_buffer.h"
+#include "tests/support/random.h"
 
 namespace qivm::test {
 
@@ -17,13 +18,14 @@ class SliceIndexTest : public TierTest {
   /// Indexes a frame that ends where memory ends.
   void Find(const BitString& bits, int rows, std::size_t offset = 0) {
     frame_ = std::make_unique<GuardedBuffer>(bits.Bytes());
-    index_.Find(frame_->Bytes(), offset, rows, KernelsFor(GetParam()).findStartCode);
+    index_.Find(frame_->Bytes(), offset, rows, KernelsFor(GetParam()).findStartCode, alone_);
   }
   Bytes Slice(int row) const { return {index_.Slice(row).begin(), index_.Slice(row).end()}; }
 
   SliceIndex index_;
 
  private:
+  RowCrew alone_;
   std::unique_ptr<GuardedBuffer> frame_;
 };
 
@@ -131,6 +133,68 @@ TEST_P(SliceIndexTest, ZerosAlone) {
     }
     Find(bits, 1);
     EXPECT_EQ(index_.Found(), 0);
+  }
+}
+
+// Several threads look for the start codes, each in its parts of the frame. Random bytes of few
+// values hold as many codes as there can be, at every border of two parts.
+TEST_P(SliceIndexTest, TheSameWithAnyNumberOfThreads) {
+  const StartCodeKernel findStartCode = KernelsFor(GetParam()).findStartCode;
+  Random random(77);
+  RowCrew alone;
+  for (const unsigned threads : {2U, 3U, 8U}) {
+    RowCrew crew;
+    crew.Start(threads);
+    ASSERT_EQ(crew.Seats(), threads);
+    for (int round = 0; round < 60; ++round) {
+      Bytes frame(1 + random.Below(300000));
+      // From a code every few bytes to one in a hundred thousand.
+      const std::uint32_t values = 2U << random.Below(8);
+      for (std::uint8_t& byte : frame) {
+        const std::uint32_t value = random.Below(values);
+        byte = static_cast<std::uint8_t>(value < 2 ? value : random.Below(256));
+      }
+      const std::size_t offset = random.Below(static_cast<std::uint32_t>(frame.size()));
+      // A frame of a few rows ends at a sequence end code soon.
+      const int rows = static_cast<int>(random.Below(2) == 0 ? random.Below(200) : 1000000);
+      SliceIndex expected;
+      expected.Find(frame, offset, rows, &kernels::plain::FindStartCode, alone);
+      index_.Find(frame, offset, rows, findStartCode, crew);
+      ASSERT_EQ(index_.Found(), expected.Found());
+      ASSERT_EQ(index_.Frame().size(), expected.Frame().size());
+      for (int row = 0; row < SliceIndex::kMaxRows; ++row) {
+        ASSERT_EQ(index_.Slice(row).data(), expected.Slice(row).data()) << row;
+        ASSERT_EQ(index_.Slice(row).size(), expected.Slice(row).size()) << row;
+      }
+    }
+  }
+}
+
+// Bytes that the frame's headers promise but memory does not hold: a fault where they might hold a
+// slice, and nothing where the frame was whole before.
+TEST_P(SliceIndexTest, BytesThatCannotBeRead) {
+  BitString bits;
+  for (std::uint32_t row = 1; row <= 30; ++row) {
+    bits.PutStartCode(0x100 + row).PutBytes(Bytes(3000, 0x55));
+  }
+  bits.PutStartCode(0x1B7);
+  const GuardedBuffer memory(bits.Bytes());
+  for (const unsigned threads : {1U, 2U, 8U}) {
+    RowCrew crew;
+    crew.Start(threads);
+    for (const std::size_t beyond : {3U, 4096U, 1000000U}) {
+      const std::span<const std::uint8_t> frame(memory.Bytes().data(),
+                                                memory.Bytes().size() + beyond);
+      auto find = [&](int rows) {
+        index_.Find(frame, 0, rows, KernelsFor(GetParam()).findStartCode, crew);
+      };
+      auto tooFew = [&] { find(31); };
+      EXPECT_FALSE(platform::RunGuarded(tooFew));
+      auto whole = [&] { find(30); };
+      ASSERT_TRUE(platform::RunGuarded(whole));
+      EXPECT_EQ(index_.Found(), 30);
+      EXPECT_EQ(index_.Frame().size(), memory.Bytes().size());
+    }
   }
 }
 

@@ -42,6 +42,7 @@ void CountSlice(std::span<const std::uint8_t> slice, StreamStatistics& statistic
 StreamStatistics StatisticsOf(const std::vector<Bytes>& frames) {
   StreamStatistics statistics;
   HeaderParser headers;
+  RowCrew alone;
   SliceIndex index;
   for (const Bytes& frame : frames) {
     if (!headers.ParsePictureHeaders(frame)) {
@@ -49,7 +50,7 @@ StreamStatistics StatisticsOf(const std::vector<Bytes>& frames) {
     }
     statistics.picture = headers.Parameters();
     const int rows = statistics.picture.MbRows();
-    index.Find(frame, headers.EndOfHeaders(), rows, &kernels::plain::FindStartCode);
+    index.Find(frame, headers.EndOfHeaders(), rows, &kernels::plain::FindStartCode, alone);
     for (int row = 0; row < rows; ++row) {
       if (index.Has(row)) {
         CountSlice(index.Slice(row), statistics);
