@@ -2,11 +2,11 @@
 //
 //   kernel/NAME/tier:TIER    every kernel of every tier, each on what those before it make
 //   pass/NAME/tier:TIER      the passes that these kernels are in the codec
-//   serial/NAME              what one thread does of a frame while the others have nothing to do
+//   frame/NAME               what is done of a frame before its rows and behind them
 //   wake/seats:N             from the call until that many threads are at a frame's rows
 //
 // The result is the counter ns: of a macroblock for kernels and passes, of a thousand coded bytes
-// for serial/index and serial/join, of a frame for the rest. The fastest of many turns counts:
+// for frame/index and frame/join, of a frame for the rest. The fastest of many turns counts:
 // whatever else runs on the machine spoils single ones.
 
 #include <array>
@@ -339,17 +339,17 @@ void TimeLanes(benchmark::State& state, const Stages& stages) {
   });
 }
 
-void RegisterSerialParts(const Stages& stages) {
+void RegisterFrameParts(const Stages& stages) {
   const double thousands = static_cast<double>(stages.frame.size()) / 1000;
-  Register("serial/headers", [&](benchmark::State& state) {
+  Register("frame/headers", [&](benchmark::State& state) {
     HeaderParser headers;
     Time(state, 1, kNothing, [&] { headers.ParsePictureHeaders(stages.frame); });
   });
-  Register("serial/index", [&, thousands](benchmark::State& state) {
+  Register("frame/index", [&, thousands](benchmark::State& state) {
     Bench bench(Processor::Current().tier, stages);
     Time(state, thousands, kNothing, [&] { bench.FindStartCodes(); });
   });
-  Register("serial/join", [&, thousands](benchmark::State& state) {
+  Register("frame/join", [&, thousands](benchmark::State& state) {
     Bytes output(stages.frame.size());
     const std::size_t slice = stages.frame.size() / kRows;
     Time(state, thousands, kNothing, [&] {
@@ -402,7 +402,7 @@ int main(int argc, char** argv) {
   // It has one form for all tiers.
   Register("pass/slicesToLevels/tier:plain",
            [&](benchmark::State& state) { TimeLanes(state, stages); });
-  RegisterSerialParts(stages);
+  RegisterFrameParts(stages);
   for (unsigned seats = 2; seats <= processor.count; seats *= 2) {
     Register("wake/seats:" + std::to_string(seats),
              [seats](benchmark::State& state) { TimeWaking(state, seats); });

@@ -29,9 +29,9 @@ def _measure(preset, seconds, names):
 
 
 def measure_passes(seconds):
-    """The passes and the serial parts alone, in 64-bit code."""
+    """The passes and what surrounds the rows alone, in 64-bit code."""
     tools.step("Measuring passes")
-    return {"x86_64": _measure("native", seconds, "^(pass|serial|wake)/")}
+    return {"x86_64": _measure("native", seconds, "^(pass|frame|wake)/")}
 
 
 def measure(seconds):

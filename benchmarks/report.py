@@ -95,7 +95,7 @@ def _parts(results):
 
 
 def _processors(results):
-    """What the serial parts and the time of waking threads let expect of more processors."""
+    """What the serial part and the time of waking threads let expect of more processors."""
     times = results["parts"]["x86_64"]
     wake = times.get("wake/seats:2", 0) / 1e6
     lines = ["Times as fast as one processor, 64-bit. Computed: all that is not serial is shared evenly, but a "
@@ -107,8 +107,8 @@ def _processors(results):
             continue
         alone = 1000 / of["core", 1]["framesPerSecond"]
         thousands = of["core", 1]["bitsPerFrame"] / 8000
-        serial = {"decode": times["serial/headers"] + times["serial/index"] * thousands,
-                  "encode": times["serial/join"] * thousands}[task] / 1e6
+        serial = {"decode": times["frame/headers"], "encode": 0}[task] / 1e6
+        beside = {"decode": "index", "encode": "join"}[task]
         shared = alone - serial
         rows = of["core", 1]["height"] // 16
         cells = []
@@ -120,7 +120,8 @@ def _processors(results):
             if ("core", count) in of:
                 measured = of["core", count]["framesPerSecond"] * alone / 1000
                 cells[-1] += f" (measured {measured:.2f})"
-        lines.append(f"  {clip} {task}  {alone:.3f} ms, serial {1000 * serial:.1f} us  " + "  ".join(cells))
+        lines.append(f"  {clip} {task}  {alone:.3f} ms, serial {1000 * serial:.1f} us, shared {beside} "
+                     f"{times['frame/' + beside] * thousands / 1000:.1f} us  " + "  ".join(cells))
     return "\n".join(lines)
 
 

@@ -12,6 +12,9 @@ namespace {
 /// Where the lower part of a frame in two parts begins.
 constexpr std::size_t kPartAlignment = 16;
 
+/// Of every system that the codec runs on.
+constexpr std::size_t kPage = 4096;
+
 bool SizeOk(int side) { return side > 0 && side % 16 == 0 && side <= stream_format::kMaxSize; }
 
 }  // namespace
@@ -97,7 +100,8 @@ FrameOutcome CompressorContext::Encode(const CompressFrame& frame, LineOrder ord
     if (!EncodeRows(code)) {
       return FrameOutcome::faulted;
     }
-    if (FrameBytes() <= room) {
+    LayOut();
+    if (frameBytes_ <= room) {
       break;
     }
     // No picture gets as far: at the coarsest code a block takes less than half of its share.
@@ -105,7 +109,7 @@ FrameOutcome CompressorContext::Encode(const CompressFrame& frame, LineOrder ord
       return FrameOutcome::doesNotFit;
     }
   }
-  auto finish = [&] { FinishFrame(frame, FrameBytes()); };
+  auto finish = [&] { FinishFrame(frame, frameBytes_); };
   return Join(static_cast<std::uint8_t*>(frame.output)) && platform::RunGuarded(finish)
              ? FrameOutcome::done
              : FrameOutcome::faulted;
@@ -124,48 +128,57 @@ bool CompressorContext::EncodeRows(std::uint8_t quantiserScaleCode) {
 
 void CompressorContext::EncodeRowsAt(RowCrew::Seat& seat) {
   for (int row = seat.ClaimRow(); row != RowCrew::kNoRow; row = seat.ClaimRow()) {
-    sliceBytes_[static_cast<std::size_t>(row)] = encoders_[seat.Number()]->EncodeRow(
-        *converter_, row, seat.Step(), columns_, quantiser_, Slot(row));
+    SliceOf(row).bytes = encoders_[seat.Number()]->EncodeRow(*converter_, row, seat.Step(),
+                                                             columns_, quantiser_, Slot(row));
   }
 }
 
-/// Calls visit(slice) for each row's slice and for the zero bytes between the parts, in the order
-/// of the stream.
-template <typename Visit>
-void CompressorContext::ForEachPiece(Visit visit) const {
-  static constexpr std::array<std::uint8_t, kPartAlignment> kZeros = {};
+/// Decides where each row's slice goes in the frame and how many bytes that has: behind the
+/// headers, the lower part at a multiple of 16 where there are two, and the end code behind all.
+void CompressorContext::LayOut() {
   const int firstOfLowerPart = twoParts_ ? (rows_ + 1) / 2 : rows_ + 1;
+  stuffing_ = {};
   std::size_t position = headers_.size();
-  visit(std::span<const std::uint8_t>(headers_));
   for (int row = 0; row <= rows_; ++row) {
     if (row == firstOfLowerPart) {
-      const std::size_t gap = -position % kPartAlignment;
-      visit(std::span(kZeros).first(gap));
-      position += gap;
+      stuffing_ = {position, -position % kPartAlignment};
+      position += stuffing_.bytes;
     }
     if (row < rows_) {
-      const auto slice = Slot(row).first(sliceBytes_[static_cast<std::size_t>(row)]);
-      visit(std::span<const std::uint8_t>(slice));
-      position += slice.size();
+      SliceOf(row).place = position;
+      position += SliceOf(row).bytes;
     }
   }
-  visit(std::span<const std::uint8_t>(endCode_));
+  frameBytes_ = position + endCode_.size();
 }
 
-std::size_t CompressorContext::FrameBytes() const {
-  std::size_t bytes = 0;
-  ForEachPiece([&bytes](std::span<const std::uint8_t> piece) { bytes += piece.size(); });
-  return bytes;
+/// Writes the frame into the host's output, each thread the rows that it is likely to have coded.
+/// False when a fault ended that; one behind the end of a smaller output before anything is written
+/// there.
+bool CompressorContext::Join(std::uint8_t* output) {
+  output_ = output;
+  joined_ = true;
+  constexpr RowCrew::Work kCopyRows = [](void* self, RowCrew::Seat& seat) {
+    static_cast<CompressorContext*>(self)->CopyRowsAt(seat);
+  };
+  auto begin = [&] {
+    for (std::size_t place = 0; place < frameBytes_; place += kPage) {
+      *static_cast<volatile std::uint8_t*>(output + place) = 0;
+    }
+    std::ranges::copy(headers_, output);
+    std::fill_n(output + stuffing_.place, stuffing_.bytes, std::uint8_t{0});
+    std::ranges::copy(endCode_, output + frameBytes_ - endCode_.size());
+  };
+  return platform::RunGuarded(begin) && crew_.Run(rows_, kCopyRows, this) && joined_;
 }
 
-/// Writes the frame into the host's output. False when a fault ended that.
-bool CompressorContext::Join(std::uint8_t* output) const {
-  bool sound = true;
-  ForEachPiece([&](std::span<const std::uint8_t> piece) {
-    sound = sound && FastCopy(output, piece.data(), piece.size());
-    output += piece.size();
-  });
-  return sound;
+void CompressorContext::CopyRowsAt(RowCrew::Seat& seat) {
+  for (int row = seat.ClaimRow(); row != RowCrew::kNoRow; row = seat.ClaimRow()) {
+    const Piece& slice = SliceOf(row);
+    if (!FastCopy(output_ + slice.place, Slot(row).data(), slice.bytes)) {
+      joined_ = false;
+    }
+  }
 }
 
 void CompressorContext::FinishFrame(const CompressFrame& frame, std::size_t size) {

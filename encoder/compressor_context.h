@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -74,15 +75,21 @@ class CompressorContext : public HeapObject {
   FrameOutcome Encode(const CompressFrame& frame, LineOrder order);
   bool EncodeRows(std::uint8_t quantiserScaleCode);
   void EncodeRowsAt(RowCrew::Seat& seat);
-  template <typename Visit>
-  void ForEachPiece(Visit visit) const;
-  std::size_t FrameBytes() const;
-  bool Join(std::uint8_t* output) const;
+  void LayOut();
+  bool Join(std::uint8_t* output);
+  void CopyRowsAt(RowCrew::Seat& seat);
   static void FinishFrame(const CompressFrame& frame, std::size_t size);
 
   std::span<std::uint8_t> Slot(int row) const {
     return slots_.Bytes().subspan(static_cast<std::size_t>(row) * slotBytes_, slotBytes_);
   }
+
+  /// Bytes of the frame.
+  struct Piece {
+    std::size_t place = 0;
+    std::size_t bytes = 0;
+  };
+  Piece& SliceOf(int row) { return slices_[static_cast<std::size_t>(row)]; }
 
   BitmapInfoHeader inputFormat_;
   int columns_ = 0;
@@ -98,8 +105,14 @@ class CompressorContext : public HeapObject {
 
   HeapBuffer slots_;  // a slice's worth for every row
   std::size_t slotBytes_ = 0;
-  std::array<std::size_t, stream_format::kMaxSize / 16> sliceBytes_ = {};
-  FrameQuantiser quantiser_{QuantiserCodeOfQuality(kInitialQuality)};  // of the frame at hand
+
+  // Of the frame at hand.
+  FrameQuantiser quantiser_{QuantiserCodeOfQuality(kInitialQuality)};
+  std::array<Piece, stream_format::kMaxSize / 16> slices_ = {};
+  Piece stuffing_;
+  std::size_t frameBytes_ = 0;
+  std::uint8_t* output_ = nullptr;
+  std::atomic<bool> joined_ = false;
 };
 
 }  // namespace qivm
