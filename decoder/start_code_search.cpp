@@ -9,8 +9,7 @@ namespace qivm {
 
 namespace {
 
-constexpr std::size_t kPrefixBytes = mpeg2::kStartCodeBytes - 1;
-
+constexpr std::ptrdiff_t kPrefixBytes = mpeg2::kStartCodeBytes - 1;
 }  // namespace
 
 void StartCodeSearch::Begin(std::span<const std::uint8_t> frame, std::size_t offset,
@@ -18,13 +17,20 @@ void StartCodeSearch::Begin(std::span<const std::uint8_t> frame, std::size_t off
   findStartCode_ = findStartCode;
   const std::span<const std::uint8_t> bytes = frame.subspan(offset);
   end_ = bytes.data() + bytes.size();
-  count_ = std::clamp<std::size_t>(bytes.size() / kFewestBytes, 1, kMostParts);
-  const std::size_t partBytes = bytes.size() / count_;
+  const std::span<const std::uint8_t> readable = ReadablePart(bytes);
+  const auto ahead = std::clamp<std::size_t>(readable.size() / kFewestBytes, 1, kMostParts);
+  count_ = ahead + 1;
   for (std::size_t i = 0; i < count_; ++i) {
     Part& part = parts_[i];
-    part.rest = bytes.data() + i * partBytes;
+    const auto border = [&](std::size_t before) {
+      return readable.data() +
+             (before < ahead ? readable.size() / ahead * before : readable.size());
+    };
+    part.rest = border(i);
     // The last prefix may reach into the next part.
-    part.end = i + 1 < count_ ? part.rest + partBytes + kPrefixBytes - 1 : end_;
+    part.end = i < ahead && end_ - border(i + 1) > kPrefixBytes - 1
+                   ? border(i + 1) + kPrefixBytes - 1
+                   : end_;
     part.found = 0;
   }
   part_ = 0;
@@ -35,7 +41,24 @@ void StartCodeSearch::Begin(std::span<const std::uint8_t> frame, std::size_t off
       search.LookAhead(search.parts_[static_cast<std::size_t>(part)]);
     }
   };
-  crew.Run(static_cast<int>(count_), kLookAhead, this);
+  crew.Run(static_cast<int>(ahead), kLookAhead, this);
+}
+
+/// The bytes in front of the first page that cannot be read. Nothing behind it is looked at, for it
+/// may be anybody's.
+std::span<const std::uint8_t> StartCodeSearch::ReadablePart(std::span<const std::uint8_t> bytes) {
+  const std::uint8_t* const end = bytes.data() + bytes.size();
+  // Volatile, for a fault leaves the loop.
+  const std::uint8_t* volatile readable = bytes.data();
+  auto touch = [&readable, end] {
+    while (end - readable > std::ptrdiff_t{platform::kPageBytes}) {
+      static_cast<void>(*static_cast<const volatile std::uint8_t*>(readable));
+      readable = readable + platform::kPageBytes;
+    }
+    readable = end;
+  };
+  platform::RunGuarded(touch);
+  return {bytes.data(), readable};
 }
 
 /// Keeps as many start codes of a part as there is room for.

@@ -16,8 +16,8 @@ namespace qivm {
 /// else than to fetch the frame, and a thread finds the bytes of its rows in its own cache then.
 class StartCodeSearch {
  public:
-  /// Begins with the frame's bytes from `offset` on. A fault while the threads look ahead, as where
-  /// a host states more bytes than there are, ends nothing but the part it is met in.
+  /// Begins with the frame's bytes from `offset` on. Where a host states more bytes than there are,
+  /// the threads look ahead as far as there are any; this is no fault yet.
   void Begin(std::span<const std::uint8_t> frame, std::size_t offset, StartCodeKernel findStartCode,
              RowCrew& crew);
 
@@ -41,13 +41,15 @@ class StartCodeSearch {
     std::array<const std::uint8_t*, kKept> codes;
   };
 
+  static std::span<const std::uint8_t> ReadablePart(std::span<const std::uint8_t> bytes);
   void LookAhead(Part& part) const;
   const std::uint8_t* FindOne(Part& part, StartCodeKernel findStartCode) const;
 
   StartCodeKernel findStartCode_ = nullptr;
   const std::uint8_t* end_ = nullptr;
   std::size_t count_ = 0;
-  std::array<Part, kMostParts> parts_;
+  /// The last one has what the threads do not look through.
+  std::array<Part, kMostParts + 1> parts_;
 
   // Where Next() is.
   std::size_t part_ = 0;

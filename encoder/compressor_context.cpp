@@ -12,9 +12,6 @@ namespace {
 /// Where the lower part of a frame in two parts begins.
 constexpr std::size_t kPartAlignment = 16;
 
-/// Of every system that the codec runs on.
-constexpr std::size_t kPage = 4096;
-
 bool SizeOk(int side) { return side > 0 && side % 16 == 0 && side <= stream_format::kMaxSize; }
 
 }  // namespace
@@ -162,7 +159,7 @@ bool CompressorContext::Join(std::uint8_t* output) {
     static_cast<CompressorContext*>(self)->CopyRowsAt(seat);
   };
   auto begin = [&] {
-    for (std::size_t place = 0; place < frameBytes_; place += kPage) {
+    for (std::size_t place = 0; place < frameBytes_; place += platform::kPageBytes) {
       *static_cast<volatile std::uint8_t*>(output + place) = 0;
     }
     std::ranges::copy(headers_, output);

@@ -37,7 +37,7 @@ class HeapBuffer {
   /// the buffer is then empty.
   bool Allocate(std::size_t size) noexcept {
     Release();
-    data_ = static_cast<unsigned char*>(platform::HeapAllocate(size, kAlignment));
+    data_ = static_cast<unsigned char*>(platform::HeapAllocate(size, platform::kPageBytes));
     size_ = data_ != nullptr ? size : 0;
     return data_ != nullptr;
   }
@@ -48,8 +48,6 @@ class HeapBuffer {
   std::span<unsigned char> Bytes() const noexcept { return {data_, size_}; }
 
  private:
-  static constexpr std::size_t kAlignment = 4096;
-
   unsigned char* data_ = nullptr;
   std::size_t size_ = 0;
 };

@@ -8,6 +8,9 @@
 /// driver, posix for the native build in which sanitizers, fuzzers and profilers run.
 namespace qivm::platform {
 
+/// Bytes that the system makes accessible together, on every system that the codec runs on.
+inline constexpr std::size_t kPageBytes = 4096;
+
 /// Allocates `size` bytes aligned to `alignment` (a power of two) from the codec's heap. Returns
 /// null when there is no memory; never throws. Release with HeapRelease.
 void* HeapAllocate(std::size_t size, std::size_t alignment) noexcept;
