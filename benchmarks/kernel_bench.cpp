@@ -378,7 +378,8 @@ void TimeWaking(benchmark::State& state, unsigned seats) {
     std::this_thread::sleep_for(std::chrono::microseconds(200));
     meeting.missing = meeting.crew.Seats();
   };
-  Time(state, 1, fallAsleep, [&] { meeting.crew.Run(static_cast<int>(meeting.crew.Seats()), kMeet, &meeting); });
+  Time(state, 1, fallAsleep,
+       [&] { meeting.crew.Run(static_cast<int>(meeting.crew.Seats()), kMeet, &meeting); });
 }
 
 }  // namespace

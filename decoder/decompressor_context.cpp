@@ -1,6 +1,7 @@
 #include "decoder/decompressor_context.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace qivm {
 
@@ -82,8 +83,9 @@ std::optional<FrameOutcome> DecompressorContext::Prepare(const DecompressFrame& 
   if (!Accepts(frame)) {
     return FrameOutcome::refused;
   }
+  // No frame has 2 GB, and 32-bit code could not tell how far apart its bytes are.
   const std::span bytes(static_cast<const std::uint8_t*>(frame.input),
-                        frame.inputFormat->biSizeImage);
+                        std::min<std::size_t>(frame.inputFormat->biSizeImage, PTRDIFF_MAX));
   if (bytes.empty() || !headers_.ParsePictureHeaders(bytes) ||
       !converter_->Init(outputFormat_, &headers_.Parameters())) {
     return FrameOutcome::done;

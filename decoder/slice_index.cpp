@@ -1,5 +1,7 @@
 #include "decoder/slice_index.h"
 
+#include <algorithm>
+
 #include "mpeg2/start_codes.h"
 
 namespace qivm {
@@ -22,7 +24,8 @@ void SliceIndex::Find(std::span<const std::uint8_t> frame, std::size_t offset, i
     const std::uint8_t* const content = code + kStartCodeBytes;
     code = search_.Next();
     if (value >= mpeg2::kFirstSliceStartCode && value <= mpeg2::kLastSliceStartCode) {
-      slices_[value - mpeg2::kFirstSliceStartCode] = {content, code};
+      // Bytes that a host changes meanwhile may name a slice where the next code begins.
+      slices_[value - mpeg2::kFirstSliceStartCode] = {content, std::max(content, code)};
       ++found_;
     }
   }

@@ -22,7 +22,7 @@ class SliceIndex {
   /// Finds the slices of a frame that begin at or behind `offset`, for a picture of `rows` rows. Of
   /// two slices for one row the last one counts; those for rows outside the picture count as found.
   /// A sequence end code ends the frame once as many slices are found as there are rows: what a
-  /// host's buffer still holds of a larger frame before is not looked at. The crew's threads share
+  /// host's buffer still holds of a larger frame before does not count. The crew's threads share
   /// the search.
   void Find(std::span<const std::uint8_t> frame, std::size_t offset, int rows,
             StartCodeKernel findStartCode, RowCrew& crew);

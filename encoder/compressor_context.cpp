@@ -150,8 +150,8 @@ void CompressorContext::LayOut() {
 }
 
 /// Writes the frame into the host's output, each thread the rows that it is likely to have coded.
-/// False when a fault ended that; one behind the end of a smaller output before anything is written
-/// there.
+/// False when a fault ended that. All pages are touched in order first: where the output is smaller
+/// than promised that is the fault, and nothing is written behind it.
 bool CompressorContext::Join(std::uint8_t* output) {
   output_ = output;
   joined_ = true;

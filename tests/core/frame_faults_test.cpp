@@ -101,7 +101,8 @@ TEST_P(DecoderFaultsTest, InputThatCannotBeRead) {
 TEST_P(DecoderFaultsTest, InputThatEndsEarly) {
   Decompressor decompressor = Begin(ClientFormat::yuy2);
   const GuardedBuffer input(std::span<const std::uint8_t>(stream_).first(stream_.size() * 3 / 4));
-  for (const std::size_t size : {stream_.size(), 2 * stream_.size(), std::size_t{1000000}}) {
+  for (const std::size_t size : {stream_.size(), 2 * stream_.size(), std::size_t{1000000},
+                                 std::size_t{0x90000000}, std::size_t{0xFFFFFFFF}}) {
     Bytes bitmap = Background(ClientFormat::yuy2, kWidth, kHeight);
     EXPECT_EQ(Decode(decompressor, ClientFormat::yuy2, input.Data(), size, bitmap.data()),
               FrameOutcome::faulted);
@@ -121,11 +122,12 @@ TEST_P(DecoderFaultsTest, InputThatEndsWithTheFrame) {
     ModelDecode(picture, ClientFormat::yuy2, kWidth, kHeight, expected);
     Decompressor decompressor = Begin(ClientFormat::yuy2);
     const GuardedBuffer input(stream);
-    Bytes bitmap = Background(ClientFormat::yuy2, kWidth, kHeight);
-    EXPECT_EQ(
-        Decode(decompressor, ClientFormat::yuy2, input.Data(), 2 * stream.size(), bitmap.data()),
-        FrameOutcome::done);
-    EXPECT_TRUE(bitmap == expected) << round;
+    for (const std::size_t size : {2 * stream.size(), std::size_t{0xFFFFFFFF}}) {
+      Bytes bitmap = Background(ClientFormat::yuy2, kWidth, kHeight);
+      EXPECT_EQ(Decode(decompressor, ClientFormat::yuy2, input.Data(), size, bitmap.data()),
+                FrameOutcome::done);
+      EXPECT_TRUE(bitmap == expected) << round;
+    }
     ExpectNextFrameRight(decompressor, ClientFormat::yuy2);
   }
 }

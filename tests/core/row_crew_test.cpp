@@ -155,7 +155,7 @@ TEST(RowCrew, SeatsLeaveTheLastRowsToThoseWhoHaveLessInHand) {
       othersInHand = 10 * kParts;
       return;
     }
-    // Four rows for two seats: two rows each.
+    // With nothing in hand it is always right.
     EXPECT_TRUE(seat.ShouldClaimMore(kParts));
     EXPECT_EQ(seat.ClaimRow(), 0);
     seat.SetInHand(kParts);
