@@ -48,12 +48,13 @@ class StartCodeSearch {
   void LookThrough(Part& part) const;
   const std::uint8_t* FindOne(Part& part, StartCodeKernel findStartCode) const;
 
+  std::array<Part, kParts> parts_;
+  std::size_t count_ = 0;  // of parts at hand
+
   StartCodeKernel findStartCode_ = nullptr;
   RowCrew* crew_ = nullptr;
   const std::uint8_t* rest_ = nullptr;  ///< what is in no part yet
   const std::uint8_t* end_ = nullptr;
-  std::size_t count_ = 0;
-  std::array<Part, kParts> parts_;
 
   // Where Next() is.
   std::size_t part_ = 0;

@@ -31,8 +31,8 @@ bool RowCrew::Seat::ShouldClaimMore(int partsOfRow) const noexcept {
   }
   // Three quarters of a row beyond its share: a row left lying costs more than one too many, which
   // the seat reads beside its others.
-  const int share = toDo / static_cast<int>(crew_->seats_);
-  return inHand + partsOfRow <= share + partsOfRow * 3 / 4;
+  const int beyond = partsOfRow * 3 / 4;
+  return (inHand + partsOfRow - beyond) * static_cast<int>(crew_->seats_) <= toDo;
 }
 
 void RowCrew::Start(unsigned seats) noexcept {

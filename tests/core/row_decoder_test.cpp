@@ -46,13 +46,13 @@ class Rows {
   }
 
  private:
+  FrameRows frame_;
+  RowCrew crew_;
   int width_;
   int height_;
   KernelSet kernels_ = KernelsFor(KernelTier::plain);
   PackedYuvOutputConverter converter_;
-  FrameRows frame_;
   std::vector<std::unique_ptr<RowDecoder>> decoders_;
-  RowCrew crew_;
 };
 
 TEST(RowDecoder, InputThatGoesAway) {

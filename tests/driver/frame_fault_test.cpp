@@ -139,7 +139,7 @@ TEST_P(FrameFaultTest, OutputThatCannotBeWritten) {
 TEST_P(FrameFaultTest, CompressWithBadPointers) {
   GuardedBuffer input(picture_.size());
   input.Fill(picture_);
-  GuardedBuffer unreadable(4096);
+  GuardedBuffer unreadable(picture_.size());
   unreadable.Protect(GuardedBuffer::Access::none);
   auto* const bad = unreadable.Data();
   const auto make = [&] {
@@ -191,7 +191,7 @@ TEST_P(FrameFaultTest, AFrameInAnotherFormatThanTheBegunOne) {
 }
 
 TEST_P(FrameFaultTest, DecompressWithBadPointers) {
-  GuardedBuffer unreadable(4096);
+  GuardedBuffer unreadable(picture_.size());
   unreadable.Protect(GuardedBuffer::Access::none);
   for (void* const pointer : {static_cast<void*>(nullptr), static_cast<void*>(unreadable.Data())}) {
     DecompressCall input(header_, frame_);
